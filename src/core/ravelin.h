@@ -63,6 +63,30 @@ class Ravelin {
   bool StopRequested() const { return stop_; }
   void ClearStop() { stop_ = false; }
 
+  // ---- Mail database: maintenance, field lists and list statements (src/store) ----
+  // Creates the mail database at FilePath, or converts and upgrades the one found there
+  // (or at its alternative or legacy location), and marks it Hidden. A database held by
+  // another process is left alone silently; other failures are reported.
+  void CorrectDB(const std::u16string& FilePath);
+  // Backs up GetDatabaseName() to "EmailW~.mdb" and compacts it; on failure the
+  // database stays as it was.
+  void CompressDb();
+  // "SELECT [t].[f1], ... [t].[fn] from t " for table tbName; "" when it can't be read.
+  std::u16string EnumRecordsetFields(std::u16string& tbName);
+  // Statement texts of the lists; "" or an unusable text when the database can't be read.
+  std::u16string GetRecordSource(const std::u16string& mFolder, const std::u16string& rProject, int32_t dbFlags = 0,
+                                 const std::u16string& Order = {}, bool InsArcPrj = false);
+  std::u16string GetPacksRecordSource(const std::u16string& rProject, int32_t dbFlags = 0, bool ShowDeleted = false,
+                                      bool InsArcPrj = false);
+  std::u16string GetPackMsgRecordSource(int32_t PackNumber, DeletedMsgStatus ShowDeleted = ShowAll,
+                                        bool InsArcPrj = false);
+  std::u16string GetPacksItemRecordSource(int32_t PackNumber, bool ShowDeleted = false, bool InsArcPrj = false);
+  std::u16string GetAttachRecordSource(int32_t msgNumber);
+  std::u16string GetDataPrjRS(int32_t Obj_ID, MailObjects ObjType);
+  std::u16string GetPackItemsRSbyLetter(int32_t msgN);
+  // Letters of the pack that lie in "Recycle"; 0 when the database can't be read.
+  int32_t DeletedMsgCount(int32_t PackNumber);
+
   // ---- Further families are declared by their subsystems below ----
 
  private:
