@@ -418,8 +418,9 @@ class Recordset : public std::enable_shared_from_this<Recordset> {
   void MoveNext();
   void MovePrevious();
   void Move(int32_t rows);
-  bool BOF() const;
-  bool EOF() const;
+  // BOF and EOF (spelled Bof/Eof because EOF is a macro of the C library).
+  bool Bof() const;
+  bool Eof() const;
   // Rows reached so far (see above).
   int32_t RecordCount();
   // 0-based place of the current row, -1 when there is none; setting it out of range
