@@ -1,0 +1,71 @@
+// Charsets: the code-page directory (charset names to Windows code-page numbers), the
+// converter between byte text and UTF-16, display names of code pages, the reader of
+// encoded words in header values, the one encoded word the system writes, and numeric
+// HTML character references.
+//
+// Code pages are numbered as on Windows: 1200 is UTF-16 (every ordinary string), 65001
+// UTF-8, and 0 the code of an unknown name, meaning the plain single-byte mapping of
+// byte text (octet n is U+00nn).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ravelin {
+
+inline constexpr int32_t kCodePageUtf16 = 1200;
+inline constexpr int32_t kCodePageUtf8 = 65001;
+
+// Code page of a charset name, any letter case, blanks around it ignored; 0 when the name
+// is not known. Never fails.
+int32_t GetCPfromStr(std::u16string_view str);
+// The same lookup under the name the parser and the HTML code use.
+int32_t GetCPCode(std::u16string_view str);
+
+// Display name of a code: 1..5 are the old small codes ("Windows-1251", "DOS-866",
+// "KOI8-r", "ISO-8859-5", "UTF-8"); any other code its description, or "Codepage N" when
+// there is none. Never fails.
+std::u16string GetStrFromCPcode(int32_t CP);
+
+// The description of a code page from our own table ("Cyrillic (Windows)", ...); "" when
+// the code page has none. Never fails.
+std::u16string GetCodePageDescription(int32_t code);
+
+// Converts text between code pages. From 1200 the result is byte text holding the octets
+// of the text in toCP (a character without an image there becomes "?"); to 1200 the
+// input is byte text in fromCP and the result true UTF-16 (undecodable octets become
+// U+FFFD). Code page 0, and any number the converter does not know, is the plain
+// single-byte mapping. Between two other code pages the text goes through UTF-16.
+// Never fails.
+std::u16string ConvertCodePage(std::u16string_view text, int32_t fromCP, int32_t toCP);
+
+// Decodes the encoded words ("=?charset?B|Q?text?=") of a single, unfolded header value.
+// A value without "=?" comes back as it is. Otherwise words are decoded and joined with
+// what surrounds them (blanks between words are kept, "_" stays "_" in Q), the joined
+// text is read again while anything follows a word, an incomplete word loses its opening
+// and keeps its remainder in clear, and character 0 is removed from the result.
+// FAILS with Error 5 when an "=?" has no further "?" (a value ending in "=?" included).
+std::u16string DecodeHeaderValue(std::u16string_view s);
+
+// The parts of the first encoded word of `str`. Rest is set to `str` first; when there is
+// no "=?" nothing else is set. Otherwise strStart (when given) gets the text before the
+// "=?", CodePage the charset name, Method the method when the last "?=" of `str` stands
+// behind the third "?", and Rest the text behind the method's "?" (behind the charset's
+// "?" when Method is empty), the closing "?=" included. FAILS with Error 5 like
+// DecodeHeaderValue when the "=?" has no further "?".
+void GetCP_CM(std::u16string_view str, std::u16string& CodePage, std::u16string& Method, std::u16string& Rest,
+              std::u16string* strStart = nullptr);
+
+// "FieldName: =?utf-8?B?...?=" with the whole Value as one UTF-8 Base64 word, never split
+// or folded, without a line end.
+std::u16string CreateStrField(std::u16string_view FieldName, std::u16string_view Value);
+
+// Every UTF-16 code unit as "&#N;" with N in decimal, ASCII included; a surrogate pair
+// gives two references.
+std::u16string GetUnicodeHTMLString(std::u16string_view s);
+
+// The text without a leading U+FEFF.
+std::u16string StripBOM(std::u16string_view text);
+
+}  // namespace ravelin
