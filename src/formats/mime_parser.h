@@ -75,7 +75,7 @@ inline constexpr int kMaxMimeDepth = 50;
 // message and is ignored. Header values are decoded from their encoded words; the first
 // occurrence of a field wins. A text/plain body lands in `Message`, every other part in
 // `attFiles` (in reverse order of the message for multiparts). Never throws.
-void GetSubItems(std::u16string Text, mailHeader& mheader);
+void GetSubItems(std::u16string_view Text, mailHeader& mheader);
 
 // Cuts the text at the last CR LF CR LF ".", which ends a received message.
 void CutTerminator(std::u16string& Text);

@@ -1,0 +1,435 @@
+// The MIME reader. It walks the header block from its last line to its first, and a
+// multipart body from its last part to its first, parsing each part as a small message.
+//
+// All positions below are 0-based offsets into views of the caller's text: no part, head
+// or body is copied while the structure is found, so a message costs time and memory in
+// proportion to its size (plus what its decoded parts occupy), however its parts nest.
+#include "formats/mime_parser.h"
+
+#include <cstring>
+#include <utility>
+
+#include "core/resume.h"
+#include "core/vbstring.h"
+#include "formats/charsets.h"
+#include "formats/codecs.h"
+#include "formats/datetime.h"
+
+namespace ravelin {
+
+namespace {
+
+using u16 = std::u16string;
+using u16v = std::u16string_view;
+constexpr size_t npos = u16v::npos;
+
+// Byte text keeps every unit below 0x100, and the patterns searched here are ASCII, so a
+// unit is found by looking for its low octet with the C library's vectorised byte search
+// and checking that the hit is the low octet of a whole unit. Large Base64 bodies, where
+// delimiters and terminators are looked for, are crossed at memory speed this way.
+inline bool UnitAt(const char16_t* base, const unsigned char* hit, char16_t unit, size_t& index) {
+  const auto offset = static_cast<size_t>(hit - reinterpret_cast<const unsigned char*>(base));
+  if (offset % sizeof(char16_t) != 0) return false;
+  index = offset / sizeof(char16_t);
+  return base[index] == unit;
+}
+
+bool LowOctetIsSelf(char16_t unit) {
+  // The search by low octet works for a unit whose high octet is zero on a little-endian
+  // machine; anything else takes the plain loop.
+  const char16_t probe = 1;
+  unsigned char first = 0;
+  std::memcpy(&first, &probe, 1);
+  return first == 1 && unit < 0x100 && unit != 0;
+}
+
+// First occurrence of `pat` that starts at or after `from`, npos when none.
+size_t FindFwd(u16v s, u16v pat, size_t from = 0) {
+  if (pat.empty()) return from <= s.size() ? from : npos;
+  if (from >= s.size() || s.size() - from < pat.size()) return npos;
+  const char16_t first = pat[0];
+  if (!LowOctetIsSelf(first)) return s.find(pat, from);
+  const size_t lastStart = s.size() - pat.size();
+  const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
+  size_t i = from;
+  while (i <= lastStart) {
+    const auto* hit = static_cast<const unsigned char*>(
+        std::memchr(bytes + i * 2, static_cast<int>(first), (lastStart - i + 1) * 2));
+    if (!hit) return npos;
+    size_t idx = 0;
+    if (UnitAt(s.data(), hit, first, idx)) {
+      if (s.compare(idx, pat.size(), pat) == 0) return idx;
+      i = idx + 1;
+    } else {
+      i = static_cast<size_t>(hit - bytes) / 2 + 1;
+    }
+  }
+  return npos;
+}
+
+// Last occurrence of `pat` that starts at or before `lastStart`, npos when none.
+size_t FindRev(u16v s, u16v pat, size_t lastStart = npos) {
+  if (s.size() < pat.size()) return npos;
+  lastStart = std::min(lastStart, s.size() - pat.size());
+  if (pat.empty()) return lastStart;
+  const char16_t first = pat[0];
+  if (!LowOctetIsSelf(first)) return s.rfind(pat, lastStart);
+  const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
+  size_t count = lastStart + 1;  // units that may start a match: [0, count)
+  while (count > 0) {
+    const auto* hit = static_cast<const unsigned char*>(memrchr(bytes, static_cast<int>(first), count * 2));
+    if (!hit) return npos;
+    size_t idx = 0;
+    if (UnitAt(s.data(), hit, first, idx)) {
+      if (s.compare(idx, pat.size(), pat) == 0) return idx;
+      count = idx;
+    } else {
+      count = static_cast<size_t>(hit - bytes) / 2;
+    }
+  }
+  return npos;
+}
+
+bool IsBlankOrTab(char16_t c) { return c == u' ' || c == u'\t'; }
+
+// A header value as it stands behind its colon, made one line: tabs go wherever they
+// are, carriage returns and character 0 go, and every line but the last is trimmed before
+// the lines are joined without a separator. The last line keeps its leading blank, so
+// "a\r\n b\r\n c" reads "ab c".
+u16 UnfoldValue(u16v raw) {
+  const u16 trimmed = Trim(raw);
+  u16 out;
+  out.reserve(trimmed.size());
+  u16v rest(trimmed);
+  while (true) {
+    const size_t lf = rest.find(u'\n');
+    const u16v line = lf == npos ? rest : rest.substr(0, lf);
+    u16 clean;
+    clean.reserve(line.size());
+    for (char16_t c : line)
+      if (c != u'\t' && c != u'\r' && c != 0) clean.push_back(c);
+    if (lf == npos) {
+      out += clean;
+      break;
+    }
+    out += Trim(clean);
+    rest.remove_prefix(lf + 1);
+  }
+  return out;
+}
+
+void ParseMessageAt(u16v text, mailHeader& mh, int depth, bool keepBody);
+
+void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
+  const u16 delim = u"--" + mh.boundary;
+  const u16 closing = mh.boundary + u"--";
+  const size_t dl = delim.size();
+
+  // Positions from here on are 1-based, as the walk counts them; `end` is where the part
+  // under construction stops (its CR LF before the next delimiter is left out).
+  int64_t limit = body.empty() ? 1 : static_cast<int64_t>(body.size());
+  bool haveEnd = false;
+  int64_t end = 0;
+  if (FindRev(body, closing) == npos) {
+    // No closing delimiter: the last part runs to the end of the text.
+    haveEnd = true;
+    end = static_cast<int64_t>(body.size()) + 3;
+  }
+
+  while (limit >= 1) {
+    // Last "--boundary" that ends at or before the limit.
+    if (limit < static_cast<int64_t>(dl)) break;
+    const size_t found = FindRev(body, delim, static_cast<size_t>(limit) - dl);
+    if (found == npos) break;  // the preamble is not read
+    const int64_t pos = static_cast<int64_t>(found) + 1;
+    limit = pos - 1;
+    if (!haveEnd) {
+      haveEnd = true;
+      end = pos;
+      continue;
+    }
+    // The part starts behind the first LF after the delimiter. An LF at or beyond the
+    // part's end (or none at all) leaves it empty; looking no further keeps a line full
+    // of delimiters from being scanned once per delimiter.
+    u16v part;
+    const size_t searchFrom = static_cast<size_t>(pos - 1) + dl;
+    const size_t searchEnd = std::min(body.size(), static_cast<size_t>(std::max<int64_t>(end - 1, 0)));
+    if (searchFrom < searchEnd) {
+      const size_t lf = body.substr(0, searchEnd).find(u'\n', searchFrom);
+      if (lf != npos) {
+        const int64_t start = static_cast<int64_t>(lf) + 2;
+        const int64_t length = end - start - 2;
+        if (length >= 1) part = body.substr(static_cast<size_t>(start - 1), static_cast<size_t>(length));
+      }
+    }
+    end = pos;
+
+    mailHeader local;
+    ParseMessageAt(part, local, depth + 1, false);
+    if (!local.Message.empty()) {
+      if (local.FileName.empty()) {
+        mh.Message = std::move(local.Message);
+      } else {
+        AttachFile f;
+        f.fData = std::move(local.Message);
+        f.ftype = u"text";
+        f.fsubtype = u"plain";
+        f.fname = local.FileName;
+        f.Content_ID = local.Content_ID;
+        f.ContentDisposition = local.Content_Disposition;
+        mh.attFiles.push_back(std::move(f));
+      }
+    }
+    for (auto& f : local.attFiles) mh.attFiles.push_back(std::move(f));
+  }
+}
+
+// Stores one decoded header value by its (lower-case) field name; unknown names are
+// dropped. A value whose decoding fails leaves its field as it was.
+void StoreField(ResumeNext& rn, const u16& name, const u16& value, mailHeader& mh) {
+  u16* field = nullptr;
+  if (name == u"from") field = &mh.From;
+  else if (name == u"sender") field = &mh.Sender;
+  else if (name == u"to") field = &mh.to;
+  else if (name == u"return-path") field = &mh.return_path;
+  else if (name == u"reply-to") field = &mh.reply_to;
+  else if (name == u"cc") field = &mh.cc;
+  else if (name == u"bcc") field = &mh.bcc;
+  else if (name == u"message-id") field = &mh.message_id;
+  else if (name == u"in-reply-to") field = &mh.in_reply_to;
+  else if (name == u"references") field = &mh.references;
+  else if (name == u"keywords") field = &mh.keywords;
+  else if (name == u"subject") field = &mh.Subject;
+  else if (name == u"comments") field = &mh.comments;
+  else if (name == u"encrypted") field = &mh.encrypted;
+  else if (name == u"x-mailer") field = &mh.X_Mailer;
+  else if (name == u"x-spam") field = &mh.X_Spam;
+  else if (name == u"content-transfer-encoding") field = &mh.Content_Transfer_Encoding;
+  else if (name == u"content-id") field = &mh.Content_ID;
+  if (field) rn([&] { *field = DecodeHeaderValue(value); });
+}
+
+void ParseMessageAt(u16v text, mailHeader& mh, int depth, bool keepBody) {
+  ResumeNext rn;
+
+  // Head and body meet at the first blank line, CR LF CR LF or else LF LF.
+  u16v head = text, body;
+  size_t p = FindFwd(text, u"\r\n\r\n");
+  size_t sepLen = 4;
+  if (p == npos) {
+    p = FindFwd(text, u"\n\n");
+    sepLen = 2;
+  }
+  if (p != npos) {
+    head = text.substr(0, p);
+    body = text.substr(p + sepLen);
+  }
+  if (keepBody) rn([&] { mh.msgBody.assign(body); });
+
+  u16 partName, dispositionName;
+  bool multipart = false;
+
+  // The fields, from the last one up. `head` shrinks to what stands before the field just
+  // read, so the walk reads every character a bounded number of times.
+  while (!head.empty()) {
+    size_t c = head.rfind(u':');
+    if (c == npos) break;
+    size_t n = c == 0 ? npos : head.rfind(u'\n', c - 1);
+    // A colon on a continuation line (one that starts with a blank or tab) belongs to the
+    // value of the field above it.
+    while (n != npos && n + 1 < c && IsBlankOrTab(head[n + 1])) {
+      c = n == 0 ? npos : head.rfind(u':', n - 1);
+      if (c == npos) break;
+      n = c == 0 ? npos : head.rfind(u'\n', c - 1);
+    }
+    if (c == npos) break;
+
+    u16v rawName;
+    if (n != npos) {
+      c = head.find(u':', n + 1);
+      rawName = head.substr(n + 1, c - n - 1);
+    } else {
+      c = head.find(u':');
+      rawName = head.substr(0, c);
+    }
+    const u16 name = LCase(Trim(rawName));
+    const u16 value = UnfoldValue(head.substr(c + 1));
+
+    if (name == u"received") {
+      // dropped
+    } else if (name == u"date") {
+      rn([&] { mh.strDate = DateTime{}.CovertDateTime(DecodeHeaderValue(value)); });
+    } else if (name == u"content-type") {
+      u16 decoded;
+      rn([&] {
+        decoded = DecodeHeaderValue(value);
+        mh.Content_Type = decoded;
+      });
+      rn([&] {
+        const u16 whole = mh.Content_Type;
+        SplitContentType(whole, mh.Content_Type, mh.Content_subtype);
+      });
+      rn([&] { mh.msgCodePage = GetHeaderParam(decoded, u"charset"); });
+      if (TextEquals(mh.Content_Type, u"multipart")) {
+        // The body is split once, after the walk, with the boundary the record keeps:
+        // splitting it again for each repeated Content-Type field would let a part
+        // multiply its work at every level of nesting.
+        rn([&] { mh.boundary = GetHeaderParam(decoded, u"boundary"); });
+        multipart = true;
+      } else {
+        rn([&] { partName = GetHeaderParam(decoded, u"name"); });
+      }
+    } else if (name == u"content-disposition") {
+      rn([&] {
+        const u16 decoded = DecodeHeaderValue(value);
+        dispositionName = GetHeaderParam(decoded, u"filename");
+        const int32_t semi = InStr(decoded, u";");
+        mh.Content_Disposition = semi > 0 ? Trim(Left(decoded, semi - 1)) : decoded;
+      });
+    } else if (name == u"content-location") {
+      rn([&] { mh.ContentLocation = Trim(DecodeHeaderValue(value)); });
+    } else {
+      StoreField(rn, name, value, mh);
+    }
+
+    // A head that begins with its line feed has nothing left above this field.
+    if (n == npos || n == 0) break;
+    head = head.substr(0, n);
+    if (!head.empty() && head.back() == u'\r') head.remove_suffix(1);
+  }
+
+  const bool split = multipart && TextEquals(mh.Content_Type, u"multipart") && depth < kMaxMimeDepth;
+  if (split) rn([&] { ExtractPartsAt(body, mh, depth); });
+
+  const u16& name = dispositionName.empty() ? partName : dispositionName;
+  if (!TextEquals(mh.Content_Type, u"multipart") || (multipart && !split))
+    rn([&] { StorePart(mh, name, body); });
+  if (mh.Content_Type.empty()) rn([&] { mh.Message = StripBOM(body); });
+}
+
+}  // namespace
+
+void CutTerminator(std::u16string& Text) {
+  const size_t p = FindRev(Text, u"\r\n\r\n.");
+  if (p != npos) Text.resize(p);
+}
+
+void GetSubItems(std::u16string_view Text, mailHeader& mheader) {
+  ResumeNext rn;
+  const size_t p = FindRev(Text, u"\r\n\r\n.");
+  if (p != npos) Text = Text.substr(0, p);
+  rn([&] { ParseMessageAt(Text, mheader, 0, true); });
+}
+
+void ParseMessage(std::u16string_view Text, mailHeader& mheader) {
+  ResumeNext rn;
+  rn([&] { ParseMessageAt(Text, mheader, 0, true); });
+}
+
+void ExtractParts(std::u16string_view msgBody, mailHeader& mheader) {
+  ResumeNext rn;
+  rn([&] { ExtractPartsAt(msgBody, mheader, 0); });
+}
+
+void SplitContentType(std::u16string_view value, std::u16string& type, std::u16string& subtype) {
+  const u16 v = Trim(value);
+  const size_t s = v.find(u'/');
+  if (s != npos) type = Trim(u16v(v).substr(0, s));
+  const size_t e = v.find(u';', s == npos ? 0 : s + 1);
+  if (e != npos && s != npos) {
+    subtype = v.substr(s + 1, e - s - 1);
+  } else if (e != npos) {
+    subtype.clear();
+    type = Trim(u16v(v).substr(0, e));
+  } else if (s != npos) {
+    subtype = v.substr(s + 1);
+  } else {
+    type = v;
+    subtype.clear();
+  }
+}
+
+std::u16string GetHeaderParam(std::u16string_view value, std::u16string_view name) {
+  ResumeNext rn;
+  u16 result;
+  rn([&] {
+    const u16 key = u16(name) + u"=";
+    const int32_t p = InStr(value, key, Compare::Text);
+    if (p == 0) return;
+    const size_t from = static_cast<size_t>(p - 1);
+    const size_t q = value.find(u';', from);
+    const size_t valueStart = from + key.size();
+    const size_t valueEnd = q == npos ? value.size() : q;
+    u16 v = Trim(value.substr(valueStart, valueEnd > valueStart ? valueEnd - valueStart : 0));
+    const size_t q1 = v.find(u'"');
+    if (q1 != npos) {
+      v.erase(0, q1 + 1);
+      const size_t q2 = v.rfind(u'"');
+      if (q2 != npos) v.resize(q2);
+      v = Trim(v);
+    }
+    result = std::move(v);
+  });
+  return result;
+}
+
+void StorePart(mailHeader& mheader, const std::u16string& name, std::u16string_view body) {
+  // A decoder that fails keeps the body as it stands rather than losing the part.
+  ResumeNext rn;
+  u16 t = mheader.Content_Type;
+  if (!mheader.Content_subtype.empty()) t += u"/" + mheader.Content_subtype;
+
+  u16 data;
+  const u16 cte = LCase(mheader.Content_Transfer_Encoding);
+  bool decoded = false;
+  if (cte == u"quoted-printable") {
+    rn([&] {
+      data = Decode_quoted_printable(body);
+      decoded = true;
+    });
+  } else if (cte == u"base64") {
+    rn([&] {
+      data = Base64ToAscii(body);
+      decoded = true;
+    });
+  }
+  if (!decoded) data.assign(body);
+
+  if (TextEquals(t, u"text/plain")) {
+    rn([&] {
+      const int32_t code = GetCPCode(mheader.msgCodePage);
+      mheader.Message = StripBOM(ConvertCodePage(data, code, 1200));
+    });
+    mheader.FileName = name;
+    return;
+  }
+  AttachFile f;
+  f.fData = std::move(data);
+  f.fname = !name.empty() ? name : mheader.Content_ID;
+  f.ftype = mheader.Content_Type;
+  f.fsubtype = mheader.Content_subtype;
+  f.Content_ID = mheader.Content_ID;
+  f.ContentDisposition = mheader.Content_Disposition;
+  f.ContentLocation = mheader.ContentLocation;
+  f.ContentTransferEncoding = mheader.msgCodePage;
+  mheader.attFiles.push_back(std::move(f));
+}
+
+int32_t GetUboundAttFiles(const mailHeader& mheader) { return static_cast<int32_t>(mheader.attFiles.size()); }
+
+std::u16string GetName(std::u16string_view strEmail) {
+  const size_t lt = strEmail.find(u'<');
+  if (lt == npos) return {};
+  u16 before(strEmail.substr(0, lt));
+  std::erase(before, u'"');
+  return Trim(before);
+}
+
+std::u16string GetEmail(std::u16string_view str) {
+  const size_t lt = str.find(u'<');
+  const size_t gt = str.rfind(u'>');
+  if (lt != npos && gt != npos && gt > lt) return Trim(str.substr(lt + 1, gt - lt - 1));
+  return Trim(str);
+}
+
+}  // namespace ravelin
