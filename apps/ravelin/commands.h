@@ -61,4 +61,9 @@ struct CommandRegistrar {
 // Prints "ravelin: <message>" on err and returns exit code 2 (bad usage) - for option errors.
 int UsageError(Context& ctx, const std::string& message);
 
+// What runs before a command that needs the store (CorrectDB on the store); the store's
+// commands install it. Without one, nothing runs.
+void SetStorePreparer(std::function<void(Context&)> prepare);
+void PrepareStore(Context& ctx);
+
 }  // namespace ravelin::cli

@@ -70,7 +70,7 @@ int32_t AscW(u16v s);
 u16 Space(int64_t n);
 u16 String(int64_t n, char16_t c);
 
-// Number to text as the platform's Str/CStr do: shortest round-trip digits, no "+";
+// Number to text as the platform's Str/CStr do: up to 15 significant digits, no "+";
 // Str puts a leading blank before non-negative numbers, CStr does not.
 u16 NumToText(double d);
 u16 Str(double d);

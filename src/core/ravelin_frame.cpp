@@ -1,0 +1,92 @@
+// The frame members of the façade: location, reporting, the stop flag and events.
+#include <algorithm>
+
+#include "core/module1.h"
+#include "core/ravelin.h"
+#include "core/vbstring.h"
+#include "platform/event_loop.h"
+#include "platform/interaction.h"
+
+namespace ravelin {
+
+std::u16string Ravelin::AppPath() const { return module1::AppPath(); }
+void Ravelin::AppPath(const std::u16string& value) { module1::SetAppPath(value); }
+
+std::u16string Ravelin::GetDatabaseName() {
+  module1::SetAppPath(module1::AppPath());
+  return module1::GetEmailDbPath();
+}
+
+std::u16string Ravelin::GetDataBaseFolder() {
+  module1::SetAppPath(module1::AppPath());
+  return module1::GetDbFolder();
+}
+
+Value Ravelin::msgError(const ErrObject& err, const std::u16string& ModName) {
+  return module1::ReportFailure(err, ModName);
+}
+
+void Ravelin::msgbox1(std::u16string& Msg, bool EditMsg, const std::u16string& Title) {
+  try {
+    std::u16string caption = Trim(Title).empty() ? std::u16string(u"Ravelin") : Title;
+    auto answer = CurrentInteraction().MessageWindow(Msg, caption, EditMsg);
+    // The edited text comes back only when the window was accepted and editing was asked for.
+    if (answer && EditMsg) Msg = *answer;
+  } catch (...) {
+  }
+}
+
+void Ravelin::StopOperation() {
+  stop_ = true;
+  loop::PumpOnce();
+}
+
+int32_t Ravelin::GetMsgListCount() { return module1::GetMsgCount(); }
+
+std::u16string Ravelin::strBoolean(int32_t v) { return ravelin::strBoolean(v); }
+Value Ravelin::strConvNull(const std::u16string& String1) { return ravelin::strConvNull(String1); }
+Value Ravelin::lngConvNull(const Value& dig) { return ravelin::lngConvNull(dig); }
+int32_t Ravelin::NullConvLng(const Value& dig) {
+  try {
+    return ravelin::NullConvLng(dig);
+  } catch (...) {
+    return 0;
+  }
+}
+bool Ravelin::NullConvBool(const Value& dig) {
+  try {
+    return ravelin::NullConvBool(dig);
+  } catch (...) {
+    return false;
+  }
+}
+std::u16string Ravelin::NullConvStr(const Value& String1) {
+  try {
+    return ravelin::NullConvStr(String1);
+  } catch (...) {
+    return {};
+  }
+}
+
+void Ravelin::Subscribe(std::shared_ptr<RavelinEvents> sink) { sinks_.push_back(sink); }
+
+void Ravelin::Unsubscribe(const std::shared_ptr<RavelinEvents>& sink) {
+  std::erase_if(sinks_, [&](const std::weak_ptr<RavelinEvents>& w) {
+    auto s = w.lock();
+    return !s || s == sink;
+  });
+}
+
+void Ravelin::RaiseProgressChanged(double& Value, double& Min, double& Max) {
+  auto sinks = sinks_;  // a handler may subscribe or unsubscribe
+  for (auto& w : sinks)
+    if (auto s = w.lock()) s->ProgressChanged(Value, Min, Max);
+}
+
+void Ravelin::RaiseStatusTextChanged(std::u16string& Text) {
+  auto sinks = sinks_;
+  for (auto& w : sinks)
+    if (auto s = w.lock()) s->StatusTextChanged(Text);
+}
+
+}  // namespace ravelin

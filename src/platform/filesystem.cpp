@@ -1,0 +1,188 @@
+// The file-system object on POSIX, with the attribute word kept in an extended attribute.
+#include "platform/filesystem.h"
+
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "core/errors.h"
+#include "core/text.h"
+
+namespace ravelin::fs {
+namespace {
+
+namespace stdfs = std::filesystem;
+constexpr const char* kAttrName = "user.ravelin.attributes";
+
+stdfs::path P(const std::u16string& p) { return stdfs::path(NativePath(p)); }
+
+[[noreturn]] void RaiseFromErrno(int e, const std::u16string& path) {
+  int32_t n = errnum::kPathNotFound;
+  if (e == ENOENT) n = errnum::kFileNotFound;
+  else if (e == EEXIST) n = errnum::kFileAlreadyExists;
+  else if (e == EACCES || e == EPERM || e == EROFS || e == EBUSY) n = errnum::kPermissionDenied;
+  throw Error(n, DefaultErrorText(n) + u": " + path);
+}
+
+// Attribute words of files on file systems without extended attributes, by canonical path.
+std::mutex g_attrMutex;
+std::map<std::string, int32_t>& FallbackAttrs() {
+  static std::map<std::string, int32_t> m;
+  return m;
+}
+
+}  // namespace
+
+std::string NativePath(const std::u16string& path) { return ToUtf8(path); }
+
+bool FileExists(const std::u16string& path) {
+  struct stat st;
+  return ::stat(NativePath(path).c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool FolderExists(const std::u16string& path) {
+  struct stat st;
+  return ::stat(NativePath(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+void MoveFile(const std::u16string& from, const std::u16string& to) {
+  if (!FileExists(from)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + from);
+  struct stat st;
+  if (::stat(NativePath(to).c_str(), &st) == 0)
+    throw Error(errnum::kFileAlreadyExists, DefaultErrorText(errnum::kFileAlreadyExists) + u": " + to);
+  std::error_code ec;
+  stdfs::rename(P(from), P(to), ec);
+  if (ec) {
+    // Across file systems: copy, then remove the source.
+    stdfs::copy_file(P(from), P(to), ec);
+    if (ec) RaiseFromErrno(ec.value(), to);
+    stdfs::remove(P(from), ec);
+  }
+  std::lock_guard<std::mutex> lock(g_attrMutex);
+  auto& m = FallbackAttrs();
+  auto it = m.find(NativePath(from));
+  if (it != m.end()) {
+    m[NativePath(to)] = it->second;
+    m.erase(it);
+  }
+}
+
+void CopyFile(const std::u16string& from, const std::u16string& to, bool overwrite) {
+  std::error_code ec;
+  if (!FileExists(from)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + from);
+  if (!overwrite && FileExists(to))
+    throw Error(errnum::kFileAlreadyExists, DefaultErrorText(errnum::kFileAlreadyExists) + u": " + to);
+  if (overwrite && (GetAttributes(to) & kReadOnly)) RaiseFromErrno(EACCES, to);
+  stdfs::copy_file(P(from), P(to), stdfs::copy_options::overwrite_existing, ec);
+  if (ec) RaiseFromErrno(ec.value(), to);
+}
+
+void DeleteFile(const std::u16string& path) {
+  if (!FileExists(path)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + path);
+  if (GetAttributes(path) & kReadOnly) RaiseFromErrno(EACCES, path);
+  if (::unlink(NativePath(path).c_str()) != 0) RaiseFromErrno(errno, path);
+  std::lock_guard<std::mutex> lock(g_attrMutex);
+  FallbackAttrs().erase(NativePath(path));
+}
+
+int64_t FileSize(const std::u16string& path) {
+  struct stat st;
+  if (::stat(NativePath(path).c_str(), &st) != 0) RaiseFromErrno(errno, path);
+  return static_cast<int64_t>(st.st_size);
+}
+
+int32_t GetAttributes(const std::u16string& path) {
+  std::string native = NativePath(path);
+  struct stat st;
+  if (::stat(native.c_str(), &st) != 0) RaiseFromErrno(errno, path);
+  char buf[32];
+  ssize_t n = ::getxattr(native.c_str(), kAttrName, buf, sizeof buf - 1);
+  if (n > 0) {
+    buf[n] = '\0';
+    return static_cast<int32_t>(std::strtol(buf, nullptr, 10));
+  }
+  std::lock_guard<std::mutex> lock(g_attrMutex);
+  auto it = FallbackAttrs().find(native);
+  if (it != FallbackAttrs().end()) return it->second;
+  return S_ISDIR(st.st_mode) ? 16 : kArchive;
+}
+
+void SetAttributes(const std::u16string& path, int32_t attributes) {
+  std::string native = NativePath(path);
+  struct stat st;
+  if (::stat(native.c_str(), &st) != 0) RaiseFromErrno(errno, path);
+  std::string v = std::to_string(attributes);
+  if (::setxattr(native.c_str(), kAttrName, v.data(), v.size(), 0) == 0) return;
+  std::lock_guard<std::mutex> lock(g_attrMutex);
+  FallbackAttrs()[native] = attributes;
+}
+
+void CreateFolders(const std::u16string& path) {
+  std::error_code ec;
+  stdfs::create_directories(P(path), ec);
+  if (ec && !FolderExists(path)) RaiseFromErrno(ec.value(), path);
+}
+
+std::vector<std::u16string> ListFiles(const std::u16string& folder) {
+  std::vector<std::u16string> out;
+  std::error_code ec;
+  for (auto it = stdfs::directory_iterator(P(folder), ec); !ec && it != stdfs::directory_iterator(); it.increment(ec)) {
+    if (it->is_regular_file(ec)) out.push_back(FromUtf8(it->path().string()));
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+std::u16string ParentFolder(const std::u16string& path) {
+  size_t p = path.find_last_of(u'/');
+  if (p == std::u16string::npos) return {};
+  if (p == 0) return u"/";
+  return path.substr(0, p);
+}
+
+std::u16string FileName(const std::u16string& path) {
+  size_t p = path.find_last_of(u'/');
+  return p == std::u16string::npos ? path : path.substr(p + 1);
+}
+
+std::u16string AddPathSlash(const std::u16string& folder) {
+  if (!folder.empty() && folder.back() == u'/') return folder;
+  return folder + u'/';
+}
+
+std::u16string JoinPath(const std::u16string& folder, const std::u16string& name) {
+  if (folder.empty()) return name;
+  return AddPathSlash(folder) + name;
+}
+
+std::string ReadAll(const std::u16string& path) {
+  std::ifstream in(NativePath(path), std::ios::binary);
+  if (!in) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + path);
+  std::string data;
+  in.seekg(0, std::ios::end);
+  auto size = in.tellg();
+  if (size > 0) {
+    data.resize(static_cast<size_t>(size));
+    in.seekg(0);
+    in.read(data.data(), size);
+    data.resize(static_cast<size_t>(in.gcount()));
+  }
+  return data;
+}
+
+void WriteAll(const std::u16string& path, std::string_view data) {
+  std::ofstream out(NativePath(path), std::ios::binary | std::ios::trunc);
+  if (!out) RaiseFromErrno(errno ? errno : EACCES, path);
+  out.write(data.data(), static_cast<std::streamsize>(data.size()));
+  if (!out) RaiseFromErrno(errno ? errno : EIO, path);
+}
+
+}  // namespace ravelin::fs
