@@ -1,0 +1,397 @@
+#include "formats/message_builder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "core/module1.h"
+#include "core/text.h"
+#include "core/value.h"
+#include "core/vbstring.h"
+#include "formats/charsets.h"
+#include "formats/codecs.h"
+#include "formats/datetime.h"
+#include "platform/db/dao.h"
+#include "platform/filenames.h"
+#include "platform/filesystem.h"
+#include "store/record_sources.h"
+
+namespace ravelin {
+
+namespace {
+
+using u16 = std::u16string;
+using u16v = std::u16string_view;
+
+constexpr char16_t kCrLf[] = u"\r\n";
+
+// "=?<charset>?B?<Base64 of the UTF-8 name>?="; the name parameter writes the charset in
+// lower case, the filename parameter in capitals.
+u16 EncodedName(u16v name, u16v charset) {
+  u16 out = u"=?";
+  out += charset;
+  out += u"?B?";
+  out += AsciiToBase64(ConvertCodePage(name, kCodePageUtf16, kCodePageUtf8));
+  out += u"?=";
+  return out;
+}
+
+void ReportBuildFailure() noexcept {
+  module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.CreateMessageBody");
+}
+
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim);
+
+// One part of a multipart, with its own handler: a part that fails is reported and
+// keeps what it had written, and the next part follows.
+void AppendPart(u16& out, const mailHeader& part, u16v Delim) {
+  try {
+    AppendBody(out, part, Delim);
+  } catch (...) {
+    ReportBuildFailure();
+  }
+}
+
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
+  const u16& type = mh.Content_Type;
+  out += u"Content-Type: ";
+  out += type;
+  if (!Trim(mh.Content_subtype).empty()) {
+    out += u'/';
+    out += mh.Content_subtype;
+  }
+
+  if (LCase(type) == u"multipart") {
+    out += u"; boundary=\"";
+    out += kMimeBoundary;
+    out += u'"';
+    out += Delim;
+    out += u"This is a multi-part message in MIME format.";
+    out += Delim;
+    out += Delim;
+    const auto delimiterLine = [&] {
+      out += u"--";
+      out += kMimeBoundary;
+      out += Delim;
+    };
+    if (!mh.Message.empty()) {
+      delimiterLine();
+      mailHeader text;
+      text.Message = mh.Message;
+      text.Content_Type = u"text";
+      text.Content_subtype = u"plain";
+      AppendPart(out, text, Delim);
+      out += Delim;
+    }
+    for (const AttachFile& f : mh.attFiles) {
+      delimiterLine();
+      mailHeader part;
+      part.Message = f.fData;
+      part.msgCodePage = f.ContentTransferEncoding;
+      part.Content_Type = f.ftype;
+      part.Content_subtype = f.fsubtype;
+      part.Content_Disposition = f.ContentDisposition;
+      part.ContentLocation = f.ContentLocation;
+      part.FileName = f.fname;
+      part.Content_ID = f.Content_ID;
+      AppendPart(out, part, Delim);
+      out += Delim;
+    }
+    return;  // no closing delimiter: the reader takes the last part to the end
+  }
+
+  const bool isText = TextEquals(type, u"text");
+  if (isText) {
+    out += u"; charset=\"";
+    out += mh.msgCodePage.empty() ? u16(u"utf-8") : mh.msgCodePage;
+    out += u'"';
+  }
+  if (!mh.FileName.empty()) {
+    out += u"; ";
+    out += Delim;
+    out += u"\tname=\"";
+    out += EncodedName(mh.FileName, u"utf-8");
+    out += u'"';
+  }
+  out += Delim;
+
+  if (!mh.Content_Disposition.empty()) {
+    out += u"Content-Disposition: ";
+    out += mh.Content_Disposition;
+    if (!mh.FileName.empty()) {
+      out += u"; ";
+      out += Delim;
+      out += u"\tfilename=\"";
+      out += EncodedName(mh.FileName, u"UTF-8");
+      out += u'"';
+    }
+    out += Delim;
+  }
+  if (!mh.Content_ID.empty()) {
+    out += u"Content-Id: ";
+    out += mh.Content_ID;
+    out += Delim;
+  }
+  const bool plain = TextEquals(mh.Content_subtype, u"plain");
+  out += u"Content-Transfer-Encoding: ";
+  out += plain ? u"8bit" : u"base64";
+  out += Delim;
+  if (!mh.ContentLocation.empty()) {
+    out += u"Content-Location: ";
+    out += mh.ContentLocation;
+    out += Delim;
+  }
+
+  if (!plain) {
+    // Parts other than text, and text that names its charset, already hold their octets;
+    // text without a charset is true text and goes out as UTF-8.
+    u16 b64;
+    if (isText && mh.msgCodePage.empty())
+      b64 = AsciiToBase64(ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8));
+    else
+      b64 = AsciiToBase64(mh.Message);
+    out += Delim;
+    out += SplitMsg(b64, Delim, 72, 72);
+    out += Delim;
+    return;
+  }
+
+  out += Delim;
+  if (Delim == u"\n") {
+    // SMTP form: bare line feeds, and a line holding only "." doubled so that it does not
+    // end the DATA phase early. Nothing else is dot-stuffed.
+    const u16 lf = Replace(mh.Message, kCrLf, u"\n");
+    out += ConvertCodePage(Replace(lf, u"\n.\n", u"\n..\n"), kCodePageUtf16, kCodePageUtf8);
+  } else {
+    out += ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
+  }
+  out += Delim;
+}
+
+// Room for the whole body at once: Base64 grows its parts by a third, plus line ends.
+size_t EstimateSize(const mailHeader& mh) {
+  size_t n = 1024 + mh.Message.size() * 3;
+  for (const AttachFile& f : mh.attFiles) n += 512 + f.fData.size() / 3 * 4 + f.fData.size() / 24 + f.fname.size() * 4;
+  return n;
+}
+
+u16 NumberText(int32_t n) { return Widen(std::to_string(n)); }
+
+}  // namespace
+
+std::u16string CreateMessageBody(const mailHeader& mheader, std::u16string_view Delim) {
+  u16 out;
+  try {
+    out.reserve(EstimateSize(mheader));
+    AppendBody(out, mheader, Delim);
+  } catch (...) {
+    ReportBuildFailure();
+  }
+  return out;
+}
+
+std::u16string GetMailer() {
+  return u"Harbourdesk EmailClient v." + NumberText(RAVELIN_VERSION_MAJOR) + u"." + NumberText(RAVELIN_VERSION_MINOR) +
+         u"." + NumberText(RAVELIN_VERSION_PATCH);
+}
+
+std::u16string CodeMailer(std::u16string_view Mailer) { return u"X-Mailer:" + u16(Mailer); }
+
+std::u16string DocBlancHeader() {
+  return u"<!DOCTYPE HTML PUBLIC \"-//W3C//DTD HTML 4.0 Transitional//EN\"><html><head>"
+         u"<META http-equiv=Content-Type content=\"text/html\">"
+         u"<META content=\"MSHTML 6.00.2600.0\" name=GENERATOR></head>";
+}
+
+std::u16string docBlanc() { return DocBlancHeader() + u"<BODY></BODY></html>"; }
+
+std::u16string ReadFileBytes(const std::u16string& path) {
+  try {
+    if (!fs::FileExists(path)) return {};
+    return BytesToByteText(fs::ReadAll(path));
+  } catch (...) {
+    return {};
+  }
+}
+
+bool WriteFileBytes(const std::u16string& path, std::u16string_view text, int32_t mode) {
+  if (text.empty()) return false;
+  try {
+    const std::string octets = ByteTextToBytes(text);
+    const int fd = ::open(fs::NativePath(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) return false;
+    bool ok = true;
+    if (mode == 8 && ::lseek(fd, 0, SEEK_END) < 0) ok = false;
+    size_t done = 0;
+    while (ok && done < octets.size()) {
+      const ssize_t w = ::write(fd, octets.data() + done, octets.size() - done);
+      if (w < 0) {
+        if (errno == EINTR) continue;
+        ok = false;
+      } else {
+        done += static_cast<size_t>(w);
+      }
+    }
+    if (::close(fd) != 0) ok = false;
+    return ok;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool WriteTextFile(const std::u16string& path, std::u16string_view text, bool unicode, int32_t mode) {
+  if (!unicode) return WriteFileBytes(path, text, mode);
+  try {
+    if (mode != 2 && mode != 8) return false;
+    const bool fresh = mode == 2 || !fs::FileExists(path) || fs::FileSize(path) == 0;
+    std::string octets;
+    octets.reserve(text.size() * 2 + 2);
+    if (fresh) octets += "\xFF\xFE";
+    for (char16_t c : text) {
+      octets.push_back(static_cast<char>(c & 0xFF));
+      octets.push_back(static_cast<char>(c >> 8));
+    }
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (mode == 2 ? O_TRUNC : O_APPEND);
+    const int fd = ::open(fs::NativePath(path).c_str(), flags, 0644);
+    if (fd < 0) return false;
+    bool ok = true;
+    size_t done = 0;
+    while (ok && done < octets.size()) {
+      const ssize_t w = ::write(fd, octets.data() + done, octets.size() - done);
+      if (w < 0) {
+        if (errno == EINTR) continue;
+        ok = false;
+      } else {
+        done += static_cast<size_t>(w);
+      }
+    }
+    if (::close(fd) != 0) ok = false;
+    return ok;
+  } catch (...) {
+    return false;
+  }
+}
+
+namespace {
+
+u16 FieldText(dao::Recordset& rs, u16v name) {
+  const Value v = rs.GetField(name);
+  if (v.Type() == VType::Binary) return BytesToByteText(v.BinaryRef());
+  return NullConvStr(v);
+}
+
+}  // namespace
+
+std::u16string CreateEML(int32_t msgNumber, CreateEMLOptions& o) {
+  std::shared_ptr<dao::Database> db;
+  std::shared_ptr<dao::Recordset> rsL = o.RsLetters, rsA = o.RsAttach;
+  const bool ownL = !rsL, ownA = !rsA;
+  const auto closeOwn = [&] {
+    try {
+      if (ownA && rsA) rsA->Close();
+      if (ownL && rsL) rsL->Close();
+      if (db) db->Close();
+    } catch (...) {
+    }
+  };
+  try {
+    if (!rsL || !rsA) db = dao::OpenDatabase(module1::GetEmailDbPath(), false, false, u"Access");
+    if (!rsL) {
+      rsL = db->OpenRecordset(u"Letters", dao::dbOpenDynaset);
+      rsL->FindFirst(u"key=" + NumberText(msgNumber));
+      if (rsL->NoMatch()) {
+        closeOwn();
+        return {};
+      }
+    }
+    if (!rsA) rsA = db->OpenRecordset(store::GetAttachRecordSource(msgNumber));
+    if (rsL->AbsolutePosition() < 0) {
+      closeOwn();
+      return {};
+    }
+
+    mailHeader mh;
+    mh.Message = FieldText(*rsL, u"Message");
+    mh.Subject = FieldText(*rsL, u"Subject");
+    mh.From = FieldText(*rsL, u"From");
+    mh.to = FieldText(*rsL, u"To");
+
+    u16 text;
+    if (!mh.Subject.empty()) text += CreateStrField(u"Subject", mh.Subject) + kCrLf;
+    const Value wrote = rsL->GetField(u"DateWrote");
+    if (!wrote.IsNull()) {
+      const DateTime dt;
+      text += u"Date: " + dt.GetMailDateFormat(dt.GMTtoLocalTZ(wrote.AsDate())) + kCrLf;
+    }
+    if (!mh.From.empty()) text += CreateStrField(u"From", mh.From) + kCrLf;
+    if (!mh.to.empty()) text += CreateStrField(u"To", mh.to) + kCrLf;
+    text += CodeMailer(GetMailer()) + kCrLf;
+
+    const bool noRows = rsA->Bof() && rsA->Eof();
+    if (noRows) {
+      mh.Content_Type = u"text";
+      mh.Content_subtype = u"plain";
+    } else {
+      rsA->MoveLast();
+      const int32_t count = rsA->RecordCount();
+      mh.attFiles.resize(static_cast<size_t>(std::max(count, 0)));
+      mh.Content_Type = u"multipart";
+      mh.Content_subtype = u"mixed";
+      // The rows go in from the last to the first; a row that can't be read stays blank.
+      for (int32_t k = 0; k < count; ++k) {
+        AttachFile& f = mh.attFiles[static_cast<size_t>(k)];
+        try { f.fname = FieldText(*rsA, u"filename"); } catch (...) {}
+        try { f.fData = FieldText(*rsA, u"Data"); } catch (...) {}
+        try { f.ftype = FieldText(*rsA, u"type"); } catch (...) {}
+        try { f.fsubtype = FieldText(*rsA, u"subtype"); } catch (...) {}
+        try { f.Content_ID = FieldText(*rsA, u"Content-ID"); } catch (...) {}
+        try { f.ContentDisposition = FieldText(*rsA, u"Content-Disposition"); } catch (...) {}
+        try { f.ContentLocation = FieldText(*rsA, u"Content-Location"); } catch (...) {}
+        try { f.ContentTransferEncoding = FieldText(*rsA, u"Charset"); } catch (...) {}
+        if (k + 1 < count) {
+          try { rsA->MovePrevious(); } catch (...) {}
+        }
+      }
+    }
+    text += CreateMessageBody(mh, kCrLf);
+
+    if (!o.FolderPath.empty() && !text.empty()) {
+      if (o.AutoGenerateFileName) {
+        const u16 name = o.FileName.empty() ? u"Message " + NumberText(msgNumber) : o.FileName;
+        o.WinName = CleanFileName(name);
+        o.FileExtension = u"eml";
+        o.WinExt = u"eml";
+      } else {
+        if (o.WinName.empty()) o.WinName = CleanFileName(o.FileName);
+        if (o.WinExt.empty()) o.WinExt = o.FileExtension;
+      }
+      auto helper = o.Collision ? o.Collision : std::make_shared<CollisionHelper>();
+      u16 name = o.WinName, ext = o.WinExt;
+      if (helper->Resolve(o.FolderPath, name, ext, o.FOFlags)) {
+        const u16 path = CollisionHelper::PathOf(o.FolderPath, name, ext);
+        WriteTextFile(path, text, false, 2);
+        if (name != o.WinName || ext != o.WinExt) {
+          // The service chose another name: the file already stands at its final place;
+          // the caller learns the name it got.
+          helper->MoveToFinal(path, path, o.FOFlags);
+          o.WinName = name;
+          o.WinExt = ext;
+        }
+      }
+    }
+    closeOwn();
+    return text;
+  } catch (...) {
+    module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.CreateEML");
+    closeOwn();
+    return {};
+  }
+}
+
+std::u16string CreateEML(int32_t msgNumber) {
+  CreateEMLOptions o;
+  return CreateEML(msgNumber, o);
+}
+
+}  // namespace ravelin
