@@ -87,6 +87,24 @@ class Ravelin {
   // Letters of the pack that lie in "Recycle"; 0 when the database can't be read.
   int32_t DeletedMsgCount(int32_t PackNumber);
 
+  // ---- Parsing and building of messages (src/formats/ravelin_mime.cpp) ----
+  // The records are defined in formats/mime_parser.h, the export options in
+  // formats/message_builder.h. The reader never reports: what can't be read stays empty.
+  void GetSubItems(const std::u16string& Text, struct mailHeader& mheader);
+  void ExtractParts(const std::u16string& msgBody, struct mailHeader& mheader);
+  int32_t GetUboundAttFiles(const struct mailHeader& mheader);
+  std::u16string GetName(const std::u16string& strEmail);
+  std::u16string GetEmail(const std::u16string& str);
+  // The MIME body of a record (Delim CR LF for files, LF for SMTP); failures are
+  // reported and what was built comes back.
+  std::u16string CreateMessageBody(const struct mailHeader& mheader, const std::u16string& Delim = u"\r\n");
+  // The .eml text of a stored letter, saved too when the options name a folder; "" when
+  // the letter isn't found or on a reported failure.
+  std::u16string CreateEML(int32_t msgNumber);
+  std::u16string CreateEML(int32_t msgNumber, struct CreateEMLOptions& options);
+  std::u16string GetMailer();
+  std::u16string CodeMailer(const std::u16string& Mailer);
+
   // ---- Further families are declared by their subsystems below ----
 
  private:
