@@ -113,8 +113,11 @@ Value strConvNull(const std::u16string& String1) { return String1.empty() ? Valu
 
 Value lngConvNull(const Value& dig) {
   if (dig.IsNull()) return dig;
-  if (dig.Type() == VType::Text) return dig;  // only a number can equal 0 here
-  return dig.AsDouble() == 0.0 ? Value() : dig;
+  try {
+    return dig.AsDouble() == 0.0 ? Value() : dig;
+  } catch (const Error&) {
+    return dig;  // a text that is no number is never 0
+  }
 }
 
 int32_t NullConvLng(const Value& dig) { return dig.IsNull() ? 0 : dig.AsLong(); }

@@ -34,6 +34,8 @@ class Value {
   Value(std::u16string s) : v_(std::move(s)) {}
   Value(const char16_t* s) : v_(std::u16string(s)) {}
   Value(std::u16string_view s) : v_(std::u16string(s)) {}
+  Value(const char*) = delete;  // narrow text would silently become a Boolean
+  Value(const void*) = delete;
   static Value Null() { return Value(); }
   static Value Binary(Bytes b) {
     Value v;
