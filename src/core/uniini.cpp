@@ -2,6 +2,7 @@
 #include "core/uniini.h"
 
 #include <fcntl.h>
+#include <cerrno>
 #include <unistd.h>
 
 #include <string>
@@ -187,35 +188,45 @@ std::u16string ReadFileBytes(const std::u16string& path) {
   }
 }
 
-bool WriteFileBytes(const std::u16string& path, const std::u16string& text, int32_t mode) {
-  if (text.empty()) return false;
-  int fd = ::open(fs::NativePath(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-  if (fd < 0) return false;
-  if (mode == 8) ::lseek(fd, 0, SEEK_END);
-  std::string bytes = ByteTextToBytes(text);
+namespace {
+// Writes all of `octets` to fd, riding out interrupted calls.
+bool WriteFully(int fd, std::string_view octets) {
   size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
+  while (done < octets.size()) {
+    const ssize_t w = ::write(fd, octets.data() + done, octets.size() - done);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    done += static_cast<size_t>(w);
   }
-  ::close(fd);
-  return done == bytes.size();
+  return true;
+}
+}  // namespace
+
+bool WriteFileBytes(const std::u16string& path, std::u16string_view text, int32_t mode) {
+  if (text.empty()) return false;
+  const std::string octets = ByteTextToBytes(text);
+  // No truncation: in mode 2 a longer old file keeps its tail behind the new text.
+  const int fd = ::open(fs::NativePath(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  if (fd < 0) return false;
+  bool ok = !(mode == 8 && ::lseek(fd, 0, SEEK_END) < 0) && WriteFully(fd, octets);
+  if (::close(fd) != 0) ok = false;
+  return ok;
 }
 
-bool WriteTextFile(const std::u16string& path, const std::u16string& text, bool unicode, int32_t mode) {
+bool WriteTextFile(const std::u16string& path, std::u16string_view text, bool unicode, int32_t mode) {
   if (!unicode) return WriteFileBytes(path, text, mode);
+  if (mode != 2 && mode != 8) return false;
   try {
-    if (mode == 8 && fs::FileExists(path) && fs::FileSize(path) > 0) {
-      int fd = ::open(fs::NativePath(path).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-      if (fd < 0) return false;
-      std::string bytes = EncodeUtf16Le(text, false);
-      bool ok = ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-      ::close(fd);
-      return ok;
-    }
-    WriteUnicodeText(path, text);
-    return true;
+    const bool fresh = mode == 2 || !fs::FileExists(path) || fs::FileSize(path) == 0;
+    const std::string octets = EncodeUtf16Le(text, fresh);
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (mode == 2 ? O_TRUNC : O_APPEND);
+    const int fd = ::open(fs::NativePath(path).c_str(), flags, 0644);
+    if (fd < 0) return false;
+    bool ok = WriteFully(fd, octets);
+    if (::close(fd) != 0) ok = false;
+    return ok;
   } catch (...) {
     return false;
   }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace ravelin {
 
@@ -27,8 +28,8 @@ bool HasUnicodeBom(const std::u16string& Text);
 std::u16string ReadFileBytes(const std::u16string& path);
 // Writes byte text: mode 2 writes from the start without truncating (a longer old file
 // keeps its tail), mode 8 appends. An empty text writes nothing and gives false.
-bool WriteFileBytes(const std::u16string& path, const std::u16string& text, int32_t mode);
+bool WriteFileBytes(const std::u16string& path, std::u16string_view text, int32_t mode = 2);
 // With unicode, a UTF-16 text stream (mode 2 replaces, 8 appends); otherwise WriteFileBytes.
-bool WriteTextFile(const std::u16string& path, const std::u16string& text, bool unicode, int32_t mode);
+bool WriteTextFile(const std::u16string& path, std::u16string_view text, bool unicode = false, int32_t mode = 2);
 
 }  // namespace ravelin

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/uniini.h"
 #include "formats/mime_parser.h"
 
 namespace ravelin {
@@ -37,16 +38,7 @@ std::u16string CodeMailer(std::u16string_view Mailer);
 std::u16string DocBlancHeader();
 std::u16string docBlanc();
 
-// The whole file as byte text; "" when it is missing, empty or unreadable.
-std::u16string ReadFileBytes(const std::u16string& path);
-// Writes `text`: with `unicode` as UTF-16 (a BOM on a new file), otherwise as byte text
-// through WriteFileBytes. Mode 2 writes, 8 appends. True on success; failures give false.
-bool WriteTextFile(const std::u16string& path, std::u16string_view text, bool unicode = false,
-                   int32_t mode = 2);
-// Writes the octets of byte text (a unit above U+00FF goes out as "?"). The file is
-// created when missing and never truncated: in mode 2 a longer old file keeps its tail
-// behind the new text; mode 8 appends. An empty text writes nothing and gives false.
-bool WriteFileBytes(const std::u16string& path, std::u16string_view text, int32_t mode = 2);
+// ReadFileBytes, WriteTextFile and WriteFileBytes live in core/uniini.h.
 
 // Options of CreateEML beyond the letter's number; every one may be left at its default.
 struct CreateEMLOptions {
