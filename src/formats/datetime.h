@@ -32,11 +32,9 @@ struct TimeZoneInformation {
   int32_t DaylightBias = 0;
 };
 
-// The record of the current zone for the current year (by the injectable clock).
-// Cached per zone name and year.
+// The record of the current zone (TZ as it stands now) for the current year of the
+// injectable clock. Cached per TZ value and year.
 TimeZoneInformation GetTimeZoneInformation();
-// The record of the zone named by `tz` (a TZ value such as "Europe/Berlin") for `year`.
-TimeZoneInformation TimeZoneInformationFor(const std::string& tz, int32_t year);
 
 class DateTime {
  public:
