@@ -1,8 +1,10 @@
 // Statement texts of the letter, pack and attachment lists (see record_sources.h).
 #include "store/record_sources.h"
 
+#include "core/resume.h"
 #include "core/value.h"
 #include "core/vbstring.h"
+#include "platform/db/dao.h"
 
 namespace ravelin::store {
 
@@ -163,6 +165,28 @@ std::u16string GetPackItemsRSbyLetter(int32_t msgN) {
 std::u16string DeletedMsgCountStatement(int32_t PackNumber) {
   return u"Select *  from Letters INNER JOIN PackItems ON Letters.key = PackItems.Msg_N  Where PackItems.Pack_N=" +
          Num(PackNumber) + u" and [MailFolder]=" + Quoted(u"Recycle") + u";";
+}
+
+int32_t DeletedMsgCount(const std::u16string& dbPath, int32_t PackNumber) {
+  ResumeNext rn;
+  std::shared_ptr<dao::Database> db;
+  std::shared_ptr<dao::Recordset> rs;
+  int32_t count = 0;
+  rn([&] { db = dao::OpenDatabase(dbPath, false, false, u"Access"); });
+  if (db) rn([&] { rs = db->OpenRecordset(DeletedMsgCountStatement(PackNumber)); });
+  if (rs) {
+    // A dynaset counts the rows reached so far; the last row gives the total.
+    rn([&] {
+      count = rs->RecordCount();
+      if (count > 0) {
+        rs->MoveLast();
+        count = rs->RecordCount();
+      }
+    });
+    rn([&] { rs->Close(); });
+  }
+  if (db) rn([&] { db->Close(); });
+  return count;
 }
 
 }  // namespace ravelin::store

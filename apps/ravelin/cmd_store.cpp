@@ -1,0 +1,66 @@
+// Commands on the mail database itself: `init` creates or upgrades it, `compress`
+// backs it up and compacts it.
+#include <memory>
+#include <ostream>
+
+#include "commands.h"
+#include "core/text.h"
+#include "store/maintenance.h"
+#include "windows/frm_compress.h"
+
+namespace ravelin::cli {
+namespace {
+
+int RunInit(Context& ctx) {
+  Args args(ctx.args);
+  if (std::string e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+  if (!args.Positional().empty()) return UsageError(ctx, "init takes no arguments");
+  const std::u16string path = ctx.mail.GetDatabaseName();
+  // Conversions of an old file go through the compaction window; show its captions.
+  SetCompressView(std::make_shared<CompressPrinter>(ctx.out));
+  store::CorrectResult r = store::CorrectDB(path);
+  SetCompressView(nullptr);
+  for (const auto& c : r.conversions) ctx.out << "  " << ToUtf8(c) << "\n";
+  for (const auto& c : r.changes) ctx.out << "  added " << ToUtf8(c) << "\n";
+  switch (r.outcome) {
+    case store::CorrectOutcome::Created:
+      ctx.out << "created " << ToUtf8(path) << "\n";
+      return 0;
+    case store::CorrectOutcome::Converted:
+    case store::CorrectOutcome::Upgraded:
+      ctx.out << "upgraded " << ToUtf8(path) << "\n";
+      return 0;
+    case store::CorrectOutcome::Current:
+      ctx.out << "already current " << ToUtf8(path) << "\n";
+      return 0;
+    case store::CorrectOutcome::Locked:
+      ctx.err << "ravelin: " << ToUtf8(path) << " is in use by another program; nothing done\n";
+      return 1;
+    case store::CorrectOutcome::Failed:
+      break;
+  }
+  ctx.err << "ravelin: could not open or create " << ToUtf8(path) << "\n";
+  return 1;
+}
+
+int RunCompress(Context& ctx) {
+  Args args(ctx.args);
+  if (std::string e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+  if (!args.Positional().empty()) return UsageError(ctx, "compress takes no arguments");
+  const std::u16string path = ctx.mail.GetDatabaseName();
+  SetCompressView(std::make_shared<CompressPrinter>(ctx.out));
+  const bool ok = store::CompressDb(path);
+  SetCompressView(nullptr);
+  if (!ok) {
+    ctx.err << "ravelin: compaction failed; " << ToUtf8(path) << " is unchanged\n";
+    return 1;
+  }
+  ctx.out << "compacted " << ToUtf8(path) << " (backup EmailW~.mdb beside it)\n";
+  return 0;
+}
+
+CommandRegistrar initCommand({"init", "init", "create the mail database, or upgrade the one found", false, RunInit});
+CommandRegistrar compressCommand({"compress", "compress", "back up and compact the mail database", true, RunCompress});
+
+}  // namespace
+}  // namespace ravelin::cli

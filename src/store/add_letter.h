@@ -1,0 +1,44 @@
+// The one way into the Letters table: a parsed mailHeader becomes a row of Letters, its
+// parts rows of Files, and its project and pack memberships rows of Projects and
+// PackItems. AddLetterFromEML is the file front end of the same routine.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/types.h"
+#include "formats/mime_parser.h"
+
+namespace ravelin::store {
+
+// The stored name of a folder code: 0 "Inbox" .. 4 "Recycle"; "" for any other code.
+std::u16string MailFolderName(int32_t folder);
+
+// Inserts the letter. Each step that fails is passed over and leaves its field empty; the
+// only user message is the one about a recipient list cut to the field's size.
+//   MailFolder: -1 asks for the folder to be worked out (FindAccountByAddress); the
+//     answer is written back. The arrival date is stamped only for Inbox (0), and before
+//     the folder is worked out, so a letter of folder -1 never gets one.
+//   msgSize below 1 records mheader.mSize instead.
+//   Project: blank means no project link. PackNumber: 0 or less means no pack.
+//   strEmail: the recipient as the caller knows it; it wins over a To that doesn't hold it.
+// mheader.Message receives the raw body when the letter has neither text nor a content
+// type. Returns the new key as decimal text; "" when the database can't be opened.
+std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder, int32_t msgSize = 0,
+                                       const std::u16string& Project = {}, bool InsArcPrj = false,
+                                       int32_t PackNumber = 0, const std::u16string& strEmail = {});
+
+// Sent (2) for a letter from one of the user's accounts to a stranger, Inbox (0)
+// otherwise: a letter addressed to an account counts as received even when it came from
+// one. Accounts are tried from the last row to the first. Inbox when nothing can be read.
+MailFolders FindAccountByAddress(const mailHeader& mheader);
+
+// Reads the .eml file at FilePath (octets, no decoding), parses it and inserts it with the
+// file's length as its size and the folder worked out from the accounts. A missing file
+// is told in a message box. Returns the new key; 0 for a missing file or when nothing was
+// inserted. Unexpected failures throw (the façade reports them).
+// `folderOut`, when given, receives the folder the letter went to.
+int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& rProject = {},
+                         bool InsArcPrj = false, int32_t PackNumber = 0, int32_t* folderOut = nullptr);
+
+}  // namespace ravelin::store

@@ -1,0 +1,80 @@
+// Façade members of the mail database family: maintenance, field lists and the list
+// statements. Maintenance reports its own failures; the statement builders pass over
+// theirs and give what they could build.
+#include "core/module1.h"
+#include "core/ravelin.h"
+#include "core/resume.h"
+#include "store/fields.h"
+#include "store/maintenance.h"
+#include "store/record_sources.h"
+
+namespace ravelin {
+
+namespace {
+
+// F(t) of the statements: the table's columns as the current database has them.
+store::FieldListFn FieldsOf(const std::u16string& dbPath) {
+  return [dbPath](const std::u16string& table) { return store::EnumFieldsFrom(dbPath, table); };
+}
+
+template <class F>
+std::u16string Built(F&& build) {
+  ResumeNext rn;
+  return rn.Value(std::forward<F>(build), std::u16string());
+}
+
+}  // namespace
+
+void Ravelin::CorrectDB(const std::u16string& FilePath) {
+  ProtectedVoid(u"Ravelin.CorrectDb", [&] { store::CorrectDB(FilePath); });
+}
+
+void Ravelin::CompressDb() {
+  ResumeNext rn;
+  rn([&] { store::CompressDb(GetDatabaseName()); });
+}
+
+std::u16string Ravelin::EnumRecordsetFields(std::u16string& tbName) {
+  return Built([&] { return store::EnumRecordsetFields(GetDatabaseName(), tbName); });
+}
+
+std::u16string Ravelin::GetRecordSource(const std::u16string& mFolder, const std::u16string& rProject,
+                                        int32_t dbFlags, const std::u16string& Order, bool InsArcPrj) {
+  return Built([&] {
+    return store::GetRecordSource(FieldsOf(GetDatabaseName()), mFolder, rProject, dbFlags, Order, InsArcPrj);
+  });
+}
+
+std::u16string Ravelin::GetPacksRecordSource(const std::u16string& rProject, int32_t dbFlags, bool ShowDeleted,
+                                             bool InsArcPrj) {
+  return Built([&] {
+    return store::GetPacksRecordSource(FieldsOf(GetDatabaseName()), rProject, dbFlags, ShowDeleted, InsArcPrj);
+  });
+}
+
+std::u16string Ravelin::GetPackMsgRecordSource(int32_t PackNumber, DeletedMsgStatus ShowDeleted, bool InsArcPrj) {
+  return Built([&] { return store::GetPackMsgRecordSource(PackNumber, ShowDeleted, InsArcPrj); });
+}
+
+std::u16string Ravelin::GetPacksItemRecordSource(int32_t PackNumber, bool ShowDeleted, bool InsArcPrj) {
+  return Built([&] { return store::GetPacksItemRecordSource(PackNumber, ShowDeleted, InsArcPrj); });
+}
+
+std::u16string Ravelin::GetAttachRecordSource(int32_t msgNumber) {
+  return Built([&] { return store::GetAttachRecordSource(msgNumber); });
+}
+
+std::u16string Ravelin::GetDataPrjRS(int32_t Obj_ID, MailObjects ObjType) {
+  return Built([&] { return store::GetDataPrjRS(Obj_ID, ObjType); });
+}
+
+std::u16string Ravelin::GetPackItemsRSbyLetter(int32_t msgN) {
+  return Built([&] { return store::GetPackItemsRSbyLetter(msgN); });
+}
+
+int32_t Ravelin::DeletedMsgCount(int32_t PackNumber) {
+  ResumeNext rn;
+  return rn.Value([&] { return store::DeletedMsgCount(GetDatabaseName(), PackNumber); }, 0);
+}
+
+}  // namespace ravelin
