@@ -105,6 +105,48 @@ class Ravelin {
   std::u16string GetMailer();
   std::u16string CodeMailer(const std::u16string& Mailer);
 
+  // ---- Adding, deleting and restoring letters (src/store/ravelin_letters.cpp) ----
+  // Inserts a parsed letter; MailFolder -1 is worked out from the accounts and written
+  // back. Returns the new key as decimal text, "" when nothing could be written. The
+  // cursors are store/data_cursor.h's DataCursor; the letter objects live in store/letters.h.
+  std::u16string AddLetterFromMailHeader(struct mailHeader& mheader, int32_t& MailFolder, int32_t msgSize = 0,
+                                         const std::u16string& Project = {}, bool InsArcPrj = false,
+                                         int32_t PackNumber = 0, const std::u16string& strEmail = {});
+  // The same with the folder left to the routine.
+  std::u16string AddLetterFromMailHeader(struct mailHeader& mheader);
+  // Imports an .eml file; the new key, 0 when the file is missing or on a reported failure.
+  int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& rProject = {},
+                           bool InsArcPrj = false, int32_t PackNumber = 0);
+  // To "Recycle" (Shift 0) or, with Shift, out of the store with every link and file.
+  void DeleteLetter(class DataCursor& DataLetters, class DataCursor& DataAttach, int16_t Shift = 0);
+  // To "Recycle" (Shift 0, result 0), or with Shift one link removed; the links left
+  // (0: the letter is gone).
+  int32_t DeleteLetter2(int32_t Msg_N, const std::u16string& rProject = {}, bool InsArcPrj = false,
+                        int32_t Pack_N = 0, int16_t Shift = 0);
+  void RestoreLetter(class DataCursor& DataLetters, class DataCursor& DataPacks);
+  void RestoreLetter2(int32_t msgN, std::shared_ptr<class dao_Recordset_tag> = nullptr);
+
+  // ---- Transfer codecs and charsets (src/formats/ravelin_codecs.cpp) ----
+  // Stateless; defined in formats/codecs.h and formats/charsets.h. These have no handler
+  // of their own: Overflow (6) of a length, the invalid-argument failure (5) of a
+  // quoted-printable text ending in "=" and one character or of an "=?" without a further
+  // "?", and division by zero (11) of SplitMsg with MaxLen 0 go up to the caller.
+  std::u16string AsciiToBase64(const std::u16string& sSource);
+  std::u16string Base64ToAscii(const std::u16string& sSource);
+  int32_t CalcBase64strSize(int32_t lngStr);
+  std::u16string Code_quoted_printable(const std::u16string& Text);
+  std::u16string Decode_quoted_printable(const std::u16string& Text);
+  // Element [0] is the element the platform numbers 1.
+  std::vector<std::u16string> mSplit(const std::u16string& str, const std::u16string& Delim);
+  std::u16string SplitMsg(const std::u16string& strMsg, const std::u16string& Delim = u"\r\n", int32_t MaxLen = 72,
+                          int32_t Len1 = 72);
+  void GetCP_CM(const std::u16string& str, std::u16string& CodePage, std::u16string& Method, std::u16string& Rest,
+                std::u16string* strStart = nullptr);
+  int32_t GetCPfromStr(const std::u16string& str);
+  std::u16string GetStrFromCPcode(int32_t CP);
+  std::u16string CreateStrField(const std::u16string& FieldName, const std::u16string& Value);
+  std::u16string GetUnicodeHTMLString(const std::u16string& s);
+
   // ---- Further families are declared by their subsystems below ----
 
  private:
