@@ -123,8 +123,11 @@ class Ravelin {
   // (0: the letter is gone).
   int32_t DeleteLetter2(int32_t Msg_N, const std::u16string& rProject = {}, bool InsArcPrj = false,
                         int32_t Pack_N = 0, int16_t Shift = 0);
+  // Back to the folder the letter came from (asked when it remembers none), with its packs.
   void RestoreLetter(class DataCursor& DataLetters, class DataCursor& DataPacks);
-  void RestoreLetter2(int32_t msgN, std::shared_ptr<class dao_Recordset_tag> = nullptr);
+  void RestoreLetter2(int32_t msgN);
+  // The same on recordsets the caller holds open (store/delete_restore.h).
+  void RestoreLetter2(int32_t msgN, const struct RestoreRecordsets& Recordsets);
 
   // ---- Transfer codecs and charsets (src/formats/ravelin_codecs.cpp) ----
   // Stateless; defined in formats/codecs.h and formats/charsets.h. These have no handler

@@ -17,6 +17,12 @@ namespace ravelin {
 
 class DataCursor;
 
+// Recordsets a caller of RestoreLetter2 already holds: Letters, the letter's pack items and
+// Packs. Any may be null; those are opened (and closed) by the call.
+struct RestoreRecordsets {
+  std::shared_ptr<dao::Recordset> Rs, RSPI, RSPa;
+};
+
 namespace store {
 
 // Moves the letter to "Recycle" (Shift 0), keeping its links; result 0. With Shift,
@@ -39,9 +45,6 @@ void DeleteLetter(DataCursor& DataLetters, DataCursor& DataAttach, int16_t Shift
 // open; the ones opened here are closed.
 void RestoreLetter2(int32_t msgN, std::shared_ptr<dao::Recordset> Rs = nullptr,
                     std::shared_ptr<dao::Recordset> RSPI = nullptr, std::shared_ptr<dao::Recordset> RSPa = nullptr);
-
-// RestoreLetter2 for the letter at the cursor's current row; then both cursors refresh.
-void RestoreLetter(DataCursor& DataLetters, DataCursor& DataPacks);
 
 // Positions a Letters recordset on the letter msgN; false when it isn't there or the
 // recordset can't be searched (that failure is reported as "Module1.SetDataLettersPointer").

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/module1.h"
+#include "core/ravelin.h"
 #include "core/resume.h"
 #include "core/vbstring.h"
 #include "formats/datetime.h"
