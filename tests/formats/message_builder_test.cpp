@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -166,8 +167,9 @@ TEST(MessageBuilder, RoundTripThroughReader) {
 }
 
 TEST(MessageBuilder, FixedTexts) {
-  EXPECT_EQ(ToUtf8(GetMailer()).rfind("Harbourdesk EmailClient v.", 0), 0u);
-  EXPECT_EQ(std::count(GetMailer().begin(), GetMailer().end(), u'.'), 3);
+  const std::string mailer = ToUtf8(GetMailer());
+  EXPECT_EQ(mailer.rfind("Harbourdesk EmailClient v.", 0), 0u) << mailer;
+  EXPECT_EQ(std::count(mailer.begin(), mailer.end(), '.'), 3) << mailer;
   EXPECT_EQ(ToUtf8(CodeMailer(u"M")), "X-Mailer:M");
   EXPECT_EQ(ToUtf8(docBlanc()),
             "<!DOCTYPE HTML PUBLIC \"-//W3C//DTD HTML 4.0 Transitional//EN\"><html><head><META http-equiv=Content-Type "

