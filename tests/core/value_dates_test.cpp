@@ -3,20 +3,14 @@
 
 #include "core/dates.h"
 #include "core/errors.h"
+#include "support/test_support.h"
 #include "core/text.h"
 #include "core/value.h"
 
 namespace ravelin {
 namespace {
 
-int ErrorOf(auto&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using test::ErrorOf;
 
 TEST(Value, NullHelpers) {
   EXPECT_TRUE(strConvNull(u"").IsNull());

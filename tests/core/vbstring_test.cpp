@@ -4,19 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "core/errors.h"
+#include "support/test_support.h"
 #include "core/text.h"
 
 namespace ravelin {
 namespace {
 
-int ErrorOf(auto&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using test::ErrorOf;
 
 TEST(VbString, TrimRemovesBlanksOnly) {
   EXPECT_EQ(Trim(u"  a b  "), u"a b");

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/errors.h"
 #include "platform/host_common.h"
 #include "platform/interaction.h"
 
@@ -66,6 +67,17 @@ class HomeFixture : public ::testing::Test {
   std::shared_ptr<DefaultHostCommon> host_;
   std::shared_ptr<ScriptedInteraction> user_;
 };
+
+// The number of the ravelin::Error that f throws, 0 when it throws none.
+template <class F>
+int ErrorOf(F&& f) {
+  try {
+    f();
+  } catch (const Error& e) {
+    return e.Number();
+  }
+  return 0;
+}
 
 // Reads a file of the shared material beside the repository (corpus), or "" when absent.
 std::filesystem::path SharedDir();
