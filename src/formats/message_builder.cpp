@@ -28,6 +28,20 @@ u16 EncodedName(u16v name, u16v charset) {
   return out;
 }
 
+// Base64 in lines of 72 characters joined by Delim, appended straight to `out`. The
+// octets go through in slices of whole lines (54 octets each), so a large attachment
+// needs no full-size intermediate copies: the result is the same as encoding the whole
+// and cutting it into lines.
+void AppendBase64Lines(u16& out, u16v octets, u16v Delim) {
+  constexpr size_t kLineOctets = 54;  // 72 Base64 characters
+  constexpr size_t kSlice = kLineOctets * 1024;
+  for (size_t at = 0; at < octets.size(); at += kSlice) {
+    if (at > 0) out += Delim;
+    const u16v slice = octets.substr(at, kSlice);
+    out += SplitMsg(AsciiToBase64(slice), Delim, 72, 72);
+  }
+}
+
 void ReportBuildFailure() noexcept {
   module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.CreateMessageBody");
 }
@@ -137,13 +151,11 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
   if (!plain) {
     // Parts other than text, and text that names its charset, already hold their octets;
     // text without a charset is true text and goes out as UTF-8.
-    u16 b64;
-    if (isText && mh.msgCodePage.empty())
-      b64 = AsciiToBase64(ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8));
-    else
-      b64 = AsciiToBase64(mh.Message);
+    u16 converted;
+    if (isText && mh.msgCodePage.empty()) converted = ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
+    const u16v octets = isText && mh.msgCodePage.empty() ? u16v(converted) : u16v(mh.Message);
     out += Delim;
-    out += SplitMsg(b64, Delim, 72, 72);
+    AppendBase64Lines(out, octets, Delim);
     out += Delim;
     return;
   }
@@ -163,7 +175,8 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
 // Room for the whole body at once: Base64 grows its parts by a third, plus line ends.
 size_t EstimateSize(const mailHeader& mh) {
   size_t n = 1024 + mh.Message.size() * 3;
-  for (const AttachFile& f : mh.attFiles) n += 512 + f.fData.size() / 3 * 4 + f.fData.size() / 24 + f.fname.size() * 4;
+  for (const AttachFile& f : mh.attFiles)
+    n += 600 + (f.fData.size() + 2) / 3 * 4 + f.fData.size() / 54 * 2 + f.fname.size() * 8 + f.ContentLocation.size();
   return n;
 }
 
