@@ -120,6 +120,7 @@ inline constexpr int32_t kConversion = 3421;
 }  // namespace dberr
 
 class Connection;  // the shared SQLite connection of one file (internal)
+struct TableMeta;  // a stored table's rules (internal)
 class Database;
 class TableDef;
 class Recordset;
@@ -160,7 +161,9 @@ class Field {
  private:
   friend class TableDef;
   friend class Index;
+  friend class Fields;
   friend class Connection;
+  friend std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>&, const TableMeta&);
   void CheckDetached() const;
   void Persist();  // writes changed rules of a stored field
   std::u16string name_;
@@ -208,6 +211,7 @@ class Fields : public Collection<Field> {
  private:
   friend class TableDef;
   friend class Index;
+  friend std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>&, const TableMeta&);
   std::function<void(std::shared_ptr<Field>)> onAppend_;
   std::function<void(std::u16string_view)> onDelete_;
   std::vector<std::shared_ptr<Field>>& items() { return items_; }
@@ -234,6 +238,7 @@ class Index {
  private:
   friend class TableDef;
   friend class Connection;
+  friend std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>&, const TableMeta&);
   std::u16string name_;
   bool primary_ = false;
   bool unique_ = false;
@@ -253,6 +258,7 @@ class Indexes : public Collection<Index> {
 
  private:
   friend class TableDef;
+  friend std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>&, const TableMeta&);
   std::function<void(std::shared_ptr<Index>)> onAppend_;
   std::function<void(std::u16string_view)> onDelete_;
   std::vector<std::shared_ptr<Index>>& items() { return items_; }
@@ -281,6 +287,7 @@ class TableDef : public std::enable_shared_from_this<TableDef> {
   friend class Database;
   friend class Connection;
   friend class TableDefs;
+  friend std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>&, const TableMeta&);
   void Bind(const std::shared_ptr<Connection>& conn);  // becomes a stored table's definition
   std::u16string name_;
   bool stored_ = false;
@@ -536,6 +543,7 @@ class Database : public std::enable_shared_from_this<Database> {
   dao::Recordsets recordsets_;
   bool tableDefsLoaded_ = false;
   bool queryDefsLoaded_ = false;
+  int64_t loadedGeneration_ = -1;
 };
 
 // The engine: opens, creates and compacts files, and holds the transactions.
