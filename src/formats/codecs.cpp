@@ -61,20 +61,21 @@ bool HaveAvx2() {
 // Cleans one unit at i of the source into `out`: LF, tab and blank go, CR goes only when
 // an LF follows it (that is what removing CR LF pairs first, then the rest, leaves).
 // Units above U+00FF become octet 255, which is no alphabet character either.
-inline size_t CleanScalar(const char16_t* src, size_t i, size_t n, unsigned char* out, size_t w) {
+inline size_t CleanScalar(const char16_t* src, size_t i, size_t n, char16_t after, unsigned char* out, size_t w) {
   char16_t c = src[i];
-  bool drop = c == u'\n' || c == u'\t' || c == u' ' || (c == u'\r' && i + 1 < n && src[i + 1] == u'\n');
+  char16_t next = i + 1 < n ? src[i + 1] : after;
+  bool drop = c == u'\n' || c == u'\t' || c == u' ' || (c == u'\r' && next == u'\n');
   out[w] = c <= 0xFF ? static_cast<unsigned char>(c) : 0xFF;
   return w + (drop ? 0 : 1);
 }
 
 #if RAVELIN_X86
-__attribute__((target("avx2,bmi,bmi2"))) size_t CleanAvx2(const char16_t* src, size_t n, unsigned char* out) {
+__attribute__((target("avx2,bmi,bmi2"))) size_t CleanAvx2(const char16_t* src, size_t n, char16_t after, unsigned char* out) {
   size_t i = 0, w = 0;
   const __m256i lf = _mm256_set1_epi8('\n'), tab = _mm256_set1_epi8('\t'), sp = _mm256_set1_epi8(' ');
   const __m256i cr = _mm256_set1_epi8('\r'), low = _mm256_set1_epi8(0x21);
   alignas(32) unsigned char tmp[64];
-  while (i + 33 <= n) {  // one unit of lookahead for a CR at the block's end
+  while (i + 32 <= n) {
     __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i));
     __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i + 16));
     // Signed saturation to octets: units 0x100..0x7FFF give 255 and 0x8000.. give 0,
@@ -92,7 +93,8 @@ __attribute__((target("avx2,bmi,bmi2"))) size_t CleanAvx2(const char16_t* src, s
                   static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(p, sp)));
     uint32_t crm = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(p, cr)));
     // A packed 0 (from 0 or a unit at or above 0x8000) is a stranger like 255: kept.
-    uint32_t next_lf = (lfm >> 1) | (src[i + 32] == u'\n' ? 0x80000000u : 0u);
+    const char16_t next = i + 32 < n ? src[i + 32] : after;  // for a CR at the block's end
+    uint32_t next_lf = (lfm >> 1) | (next == u'\n' ? 0x80000000u : 0u);
     uint32_t drop = ws | (crm & next_lf);
     if (drop == 0xFFFFFFFFu) {
       i += 32;
@@ -113,19 +115,21 @@ __attribute__((target("avx2,bmi,bmi2"))) size_t CleanAvx2(const char16_t* src, s
         continue;
       }
     }
-    for (size_t e = i + 32; i < e; ++i) w = CleanScalar(src, i, n, out, w);
+    for (size_t e = i + 32; i < e; ++i) w = CleanScalar(src, i, n, after, out, w);
   }
-  for (; i < n; ++i) w = CleanScalar(src, i, n, out, w);
+  for (; i < n; ++i) w = CleanScalar(src, i, n, after, out, w);
   return w;
 }
 #endif
 
-size_t Clean(const char16_t* src, size_t n, unsigned char* out) {
+// Cleans n units into `out` (which has 64 octets of slack); `after` is the unit that
+// follows the n units in the source (0 at its end). Returns the octets kept.
+size_t Clean(const char16_t* src, size_t n, char16_t after, unsigned char* out) {
 #if RAVELIN_X86
-  if (HaveAvx2()) return CleanAvx2(src, n, out);
+  if (HaveAvx2()) return CleanAvx2(src, n, after, out);
 #endif
   size_t w = 0;
-  for (size_t i = 0; i < n; ++i) w = CleanScalar(src, i, n, out, w);
+  for (size_t i = 0; i < n; ++i) w = CleanScalar(src, i, n, after, out, w);
   return w;
 }
 
@@ -199,6 +203,15 @@ inline const char16_t* FindUnit(const char16_t* p, const char16_t* end, char16_t
   return p;
 }
 
+constexpr std::array<int8_t, 128> MakeHexTable() {
+  std::array<int8_t, 128> t{};
+  for (auto& v : t) v = -1;
+  for (int i = 0; i < 10; ++i) t['0' + i] = static_cast<int8_t>(i);
+  for (int i = 0; i < 6; ++i) t['A' + i] = t['a' + i] = static_cast<int8_t>(10 + i);
+  return t;
+}
+constexpr std::array<int8_t, 128> kHexValue = MakeHexTable();
+
 // The hexadecimal reading of the two units behind a "=": digits in either case are read
 // until the first unit that is no digit; blanks, tabs and line feeds are passed over; no
 // digit at all gives 0.
@@ -251,47 +264,62 @@ std::u16string AsciiToBase64(std::u16string_view sSource) {
 
 std::u16string Base64ToAscii(std::u16string_view sSource) {
   const size_t n = sSource.size();
-  // 32 octets of slack for the vector stores of the cleaner.
-  std::unique_ptr<unsigned char[]> clean(new unsigned char[n + 64]);
-  const size_t m = Clean(sSource.data(), n, clean.get());
-  size_t outLen = (m / 4) * 3;
-  if (outLen == 0) {
+  const char16_t* src = sSource.data();
+  auto dropped = [&](size_t i) {
+    char16_t c = src[i];
+    return c == u'\n' || c == u'\t' || c == u' ' || (c == u'\r' && i + 1 < n && src[i + 1] == u'\n');
+  };
+  // The cleaned text's last characters, read from the end: up to three "=" there
+  // shorten the result by one octet each.
+  size_t pads = 0, seen = 0, kept = 0;
+  for (size_t i = n; i-- > 0 && seen < 3;) {
+    if (dropped(i)) continue;
+    ++seen;
+    if (src[i] == u'=' && pads == kept) ++pads;
+    ++kept;
+  }
+
+  // Clean and decode chunk by chunk through a small buffer; whole groups are decoded as
+  // they come and the 0..3 characters of an unfinished group carry over.
+  std::u16string out(n / 4 * 3 + 3, u'\0');
+  char16_t* o = out.data();
+  size_t written = 0, cleanedTotal = 0;
+  constexpr size_t kChunk = 16384;
+  alignas(32) unsigned char chunk[kChunk + 64];
+  size_t have = 0, i = 0;
+  while (i < n) {
+    size_t take = std::min(n - i, kChunk - have);
+    // The cleaner looks one unit ahead for the LF of a CR LF pair, across chunks too.
+    size_t got = Clean(src + i, take, i + take < n ? src[i + take] : u'\0', chunk + have);
+    i += take;
+    cleanedTotal += got;
+    have += got;
+    size_t groups = have / 4;
+    size_t g = 0;
+#if RAVELIN_X86
+    if (HaveAvx2()) {
+      while (g + 8 <= groups) {
+        g += DecodeBlocksAvx2(chunk + 4 * g, 4 * (groups - g), o + written + 3 * g) / 4;
+        if (g + 8 > groups) break;
+        // A block with a stranger or "=": eight groups the exact way, then blocks again.
+        for (size_t e = g + 8; g < e; ++g) DecodeGroup(chunk + 4 * g, o + written + 3 * g, 3);
+      }
+    }
+#endif
+    for (; g < groups; ++g) DecodeGroup(chunk + 4 * g, o + written + 3 * g, 3);
+    written += 3 * groups;
+    std::memmove(chunk, chunk + 4 * groups, have - 4 * groups);
+    have -= 4 * groups;
+  }
+  if (cleanedTotal < 4) {
     // Fewer than four characters left: the cleaned text itself, undecoded.
     std::u16string cleaned;
-    for (size_t i = 0; i < n; ++i) {
-      char16_t c = sSource[i];
-      if (c == u'\n' || c == u'\t' || c == u' ' || (c == u'\r' && i + 1 < n && sSource[i + 1] == u'\n')) continue;
-      cleaned.push_back(c);
-    }
+    for (size_t k = 0; k < n; ++k)
+      if (!dropped(k)) cleaned.push_back(src[k]);
     return cleaned;
   }
-  // Up to three "=" at the end shorten the result, one octet each.
-  for (size_t k = 1; k <= 3 && k <= m && clean[m - k] == '='; ++k) --outLen;
-
-  std::u16string out(outLen + 24, u'\0');  // slack for the last vector store
-  const unsigned char* in = clean.get();
-  char16_t* o = out.data();
-  const size_t groups = m / 4;
-  // Groups whose three octets all land inside the output may take the vector path.
-  const size_t safeGroups = outLen / 3;
-  size_t g = 0;
-#if RAVELIN_X86
-  if (HaveAvx2()) {
-    while (g + 8 <= safeGroups) {
-      size_t took = DecodeBlocksAvx2(in + 4 * g, 4 * (safeGroups - g), o + 3 * g);
-      g += took / 4;
-      if (g + 8 > safeGroups) break;
-      // A block with a stranger: eight groups the exact way, then try blocks again.
-      for (size_t e = g + 8; g < e; ++g) DecodeGroup(in + 4 * g, o + 3 * g, 3);
-    }
-  }
-#endif
-  for (; g < groups; ++g) {
-    size_t at = 3 * g;
-    if (at >= outLen) break;
-    DecodeGroup(in + 4 * g, o + at, std::min<size_t>(3, outLen - at));
-  }
-  out.resize(outLen);
+  // Octets that the last group wrote past the length fall away.
+  out.resize(cleanedTotal / 4 * 3 - pads);
   return out;
 }
 
@@ -325,57 +353,71 @@ std::u16string Decode_quoted_printable(std::u16string_view Text) {
   const size_t n = Text.size();
   std::u16string buf(n, u'\0');
   char16_t* b = buf.data();
-  // Soft breaks: every "=" CR LF from left to right, then every "=" LF of what that
-  // left. The second removal runs on the fly: an "=" just written meets the LF that now
-  // follows it, unless that "=" stands right behind an earlier removal of the same kind
-  // (the removal does not read its own result again).
-  size_t w = 0, barrier = 0;
   const char16_t* s = Text.data();
-  const char16_t* end = s + n;
-  const char16_t* p = s;
-  while (p < end) {
-    const char16_t* q = p;
-    // Copy the run up to the next unit that matters to either removal.
-    while (q < end && *q != u'=' && *q != u'\n') ++q;
-    std::memcpy(b + w, p, (q - p) * sizeof(char16_t));
-    w += q - p;
-    if (q == end) break;
-    if (*q == u'=' && q + 2 < end && q[1] == u'\r' && q[2] == u'\n') {
-      p = q + 3;  // the first removal: the units around it now stand side by side
-      continue;
-    }
-    if (*q == u'\n' && w > barrier && b[w - 1] == u'=') {
-      --w;
-      barrier = w;
+
+  // Soft breaks: every "=" CR LF goes, then every "=" LF of what is left; neither
+  // removal reads its own result again. Both end in an LF, so the text is copied in runs
+  // from one LF to the next and each LF decides. `lastA` is the unit before the LF in the
+  // text as the first removal leaves it (0 when there is none).
+  size_t w = 0, p = 0;
+  char16_t lastA = 0;
+  while (p < n) {
+    const char16_t* lf = FindUnit(s + p, s + n, u'\n');
+    const size_t q = static_cast<size_t>(lf - s);
+    const size_t run = q - p;
+    std::memcpy(b + w, s + p, run * sizeof(char16_t));
+    w += run;
+    if (q == n) break;
+    const char16_t before = lastA;
+    if (run > 0) lastA = s[q - 1];
+    if (run >= 2 && s[q - 1] == u'\r' && s[q - 2] == u'=') {
+      w -= 2;  // "=" CR LF: the units on either side now stand together
+      lastA = run > 2 ? s[q - 3] : before;
+    } else if (lastA == u'=') {
+      w -= 1;  // "=" LF
+      lastA = u'\n';
     } else {
-      b[w++] = *q;
+      b[w++] = u'\n';
+      lastA = u'\n';
     }
     p = q + 1;
   }
 
   // The escapes, decoded in place: the output never outruns the reading position.
   char16_t* r = b;
-  char16_t* rend = b + w;
+  char16_t* const rend = b + w;
   char16_t* o = b;
   while (true) {
-    char16_t* eq = const_cast<char16_t*>(FindUnit(r, rend, u'='));
-    if (o != r) std::memmove(o, r, (eq - r) * sizeof(char16_t));
-    o += eq - r;
-    if (eq == rend) break;
-    size_t left = rend - eq;
+#if RAVELIN_X86
+    // Blocks of eight without "=" move as they are.
+    const __m128i eq = _mm_set1_epi16(u'=');
+    while (r + 8 <= rend) {
+      __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(v, eq)) != 0) break;
+      // Overwrites only units already read: the output stands at or behind r.
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o), v);
+      r += 8;
+      o += 8;
+    }
+#endif
+    while (r < rend && *r != u'=') *o++ = *r++;
+    if (r == rend) break;
+    const size_t left = static_cast<size_t>(rend - r);
     if (left == 1) {  // a final "=" stays as it is
       *o++ = u'=';
       break;
     }
     if (left == 2) RaiseError(errnum::kInvalidProcedureCall);  // "=" and one character at the end
-    if (eq[1] == u'\r' && eq[2] == u'\n') {  // a CR LF that the removals joined to an "="
-      r = eq + 3;
+    const char16_t c1 = r[1], c2 = r[2];
+    if (c1 == u'\r' && c2 == u'\n') {  // a CR LF that the removals joined to an "="
+      r += 3;
       continue;
     }
-    *o++ = LenientHexPair(eq[1], eq[2]);
-    r = eq + 3;
+    const int h1 = c1 < 128 ? kHexValue[c1] : -1, h2 = c2 < 128 ? kHexValue[c2] : -1;
+    *o++ = (h1 >= 0 && h2 >= 0) ? static_cast<char16_t>(h1 * 16 + h2) : LenientHexPair(c1, c2);
+    r += 3;
   }
-  buf.resize(o - b);
+  buf.resize(static_cast<size_t>(o - b));
   return buf;
 }
 

@@ -1,0 +1,10 @@
+# GMime as the peer of the codec and charset benchmarks (benchmark-only dependency).
+pkg_check_modules(RAVELIN_GMIME IMPORTED_TARGET gmime-3.0)
+if(RAVELIN_GMIME_FOUND)
+  foreach(target bench_formats_codecs bench_formats_charsets)
+    if(TARGET ${target})
+      target_link_libraries(${target} PRIVATE PkgConfig::RAVELIN_GMIME)
+      target_compile_definitions(${target} PRIVATE RAVELIN_HAVE_GMIME=1)
+    endif()
+  endforeach()
+endif()
