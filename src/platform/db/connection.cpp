@@ -182,7 +182,7 @@ Value ReadColumn(sqlite3_stmt* st, int col, int32_t type) {
 
 Value ReadSqliteValue(sqlite3_value* v, int32_t type) { return Typed(sqlite3_value_type(v), type, ValGet{v}); }
 
-void BindValue(sqlite3_stmt* st, int p, const Value& v) {
+void BindValue(sqlite3_stmt* st, int p, const Value& v, bool keep) {
   switch (v.Type()) {
     case VType::Null:
       sqlite3_bind_null(st, p);
@@ -201,12 +201,12 @@ void BindValue(sqlite3_stmt* st, int p, const Value& v) {
       break;
     case VType::Text: {
       const auto& s = v.TextRef();
-      sqlite3_bind_text16(st, p, s.data(), static_cast<int>(s.size() * 2), SQLITE_STATIC);
+      sqlite3_bind_text16(st, p, s.data(), static_cast<int>(s.size() * 2), keep ? SQLITE_STATIC : SQLITE_TRANSIENT);
       break;
     }
     case VType::Binary: {
       const auto& b = v.BinaryRef();
-      sqlite3_bind_blob(st, p, b.data(), static_cast<int>(b.size()), SQLITE_STATIC);
+      sqlite3_bind_blob(st, p, b.data(), static_cast<int>(b.size()), keep ? SQLITE_STATIC : SQLITE_TRANSIENT);
       break;
     }
   }

@@ -60,7 +60,8 @@ int FoldCompare(const char16_t* a, size_t na, const char16_t* b, size_t nb);
 // Reading a column as a Value of the given field type (-1: by what SQLite holds).
 Value ReadColumn(sqlite3_stmt* st, int col, int32_t type);
 Value ReadSqliteValue(sqlite3_value* v, int32_t type);
-void BindValue(sqlite3_stmt* st, int param, const Value& v);
+// Text and binary are copied unless `keep` says the value outlives the statement's step.
+void BindValue(sqlite3_stmt* st, int param, const Value& v, bool keep = false);
 // A value converted for storing in a field of `meta` (3421 conversion, 3349 overflow,
 // 3163 too long); Null stays Null.
 Value CoerceForField(const Value& v, const FieldMeta& meta, std::u16string_view table);

@@ -495,7 +495,7 @@ struct RecordsetImpl : sql::NameResolver {
       sql = "INSERT INTO " + sql::QuoteName(meta->name) + " (" + names + ") VALUES (" + params + ")";
     }
     sqlite3_stmt* st = conn->Cached(sql);
-    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second);
+    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second, true);
     conn->StepWrite(st, meta->name);
     return sqlite3_last_insert_rowid(conn->db());
   }
@@ -510,7 +510,7 @@ struct RecordsetImpl : sql::NameResolver {
       sets += (i ? ", " : "") + sql::QuoteName(values[i].first->name) + "=?" + std::to_string(i + 1);
     sqlite3_stmt* st = conn->Cached("UPDATE " + sql::QuoteName(meta->name) + " SET " + sets + " WHERE rowid=?" +
                                     std::to_string(values.size() + 1));
-    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second);
+    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second, true);
     sqlite3_bind_int64(st, static_cast<int>(values.size()) + 1, rid);
     if (conn->StepWrite(st, meta->name) == 0) ThrowDb(3167, u"Record is deleted.");
   }
@@ -871,14 +871,14 @@ void Recordset::MoveLast() {
 void Recordset::MoveNext() {
   auto& m = *impl_;
   m.Leave();
-  if (Eof()) NoCurrent();
+  if (!m.onDeleted && Eof()) NoCurrent();
   m.MoveTo(m.onDeleted ? m.pos : m.pos + 1);
 }
 
 void Recordset::MovePrevious() {
   auto& m = *impl_;
   m.Leave();
-  if (Bof()) NoCurrent();
+  if (!m.onDeleted && Bof()) NoCurrent();
   m.MoveTo(m.pos - 1);
 }
 
