@@ -341,9 +341,11 @@ void TableDef::Bind(const std::shared_ptr<Connection>& conn) {
     FieldMeta m = MetaOf(*f);
     std::u16string stored = meta->name;
     SchemaWork(*c, [&] {
+      // Rows already there read Null in the new column, as they did in the original
+      // engine; the default serves rows added from now on.
       bool autoNum = m.autoIncrement();
       c->Exec("ALTER TABLE " + sql::QuoteName(stored) + " ADD COLUMN " + sql::QuoteName(m.name) + " " +
-              SqlType(m.type) + (autoNum ? std::string() : DefaultClause(m)));
+              SqlType(m.type));
       if (autoNum)  // rows already there get their numbers
         c->Exec("UPDATE " + sql::QuoteName(stored) + " SET " + sql::QuoteName(m.name) + " = rowid");
       WriteFieldRules(*c, stored, m);
