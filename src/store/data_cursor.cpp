@@ -30,7 +30,12 @@ void DataCursor::Refresh() {
     database_ = dao::OpenDatabase(databaseName_, false, false, connect_);
     openName_ = databaseName_;
   }
-  recordset_ = database_->OpenRecordset(recordSource_, dao::dbOpenDynaset);
+  try {
+    recordset_ = database_->OpenRecordset(recordSource_, dao::dbOpenDynaset);
+  } catch (const Error&) {
+    // A statement the engine can only read is shown read-only rather than not at all.
+    recordset_ = database_->OpenRecordset(recordSource_, dao::dbOpenSnapshot);
+  }
   Reposition();
 }
 

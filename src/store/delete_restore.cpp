@@ -100,6 +100,7 @@ int32_t CursorKey(DataCursor& cursor) { return NullConvLng(Need(cursor.Recordset
 
 bool SetDataLettersPointer(dao::Recordset& rs, int32_t msgN) {
   try {
+    if (rs.Bof() && rs.Eof()) return false;  // nothing to find is not a failure
     rs.MoveFirst();
     rs.FindFirst(u"[key]=" + Num(msgN));
     return !rs.NoMatch();
@@ -111,6 +112,7 @@ bool SetDataLettersPointer(dao::Recordset& rs, int32_t msgN) {
 
 bool SetDataPacksPointer(dao::Recordset& rs, int32_t N) {
   try {
+    if (rs.Bof() && rs.Eof()) return false;  // nothing to find is not a failure
     rs.MoveFirst();
     rs.FindFirst(u"[N]=" + Num(N));
     return !rs.NoMatch();

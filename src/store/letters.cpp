@@ -67,6 +67,16 @@ bool IsNumeric(const Value& v) {
   return i == n;
 }
 
+// The rows of a list statement as a dynaset, so that letters can be edited; a statement
+// the engine can only read is opened read-only rather than not at all.
+std::shared_ptr<dao::Recordset> OpenRows(dao::Database& db, const std::u16string& source) {
+  try {
+    return db.OpenRecordset(source, dao::dbOpenDynaset);
+  } catch (const Error&) {
+    return db.OpenRecordset(source, dao::dbOpenSnapshot);
+  }
+}
+
 std::u16string KeyCriteria(double key) { return u"[key]=" + NumToText(key); }
 
 }  // namespace
@@ -144,7 +154,7 @@ void Letters::MailFolder(const std::u16string& v) {
   if (!db_) return;
   rn([&] {
     const std::u16string source = module1::SharedMail().GetRecordSource(v, project_, Filter, Order, InsArcPrj);
-    rs_ = db_->OpenRecordset(source, dao::dbOpenDynaset);
+    rs_ = OpenRows(*db_, source);
     folder_ = v;
   });
 }
@@ -157,7 +167,7 @@ void Letters::PackNumber(const Value& v) {
   rn([&] {
     const int32_t n = v.AsLong();
     const std::u16string source = module1::SharedMail().GetPacksItemRecordSource(n, ShowDelated, InsArcPrj);
-    rs_ = store::detail::Need(db_).OpenRecordset(source, dao::dbOpenDynaset);
+    rs_ = OpenRows(store::detail::Need(db_), source);
     packNumber_ = v;
   });
 }
