@@ -101,6 +101,7 @@ class Writer {
   size_t size() const { return t_.size(); }
   long match(size_t i) const { return match_[i]; }
   void Skip(size_t i) { skip_[i] = true; }
+  std::string& Piece(size_t i) { return piece_[i]; }
   bool Skipped(size_t i) const { return skip_[i]; }
 
   // Default piece of every token.
@@ -357,6 +358,59 @@ void ReadItems(const Writer& w, size_t from, size_t to, Statement& st) {
   flush(start, to);
 }
 
+// Parenthesized joins hide their tables' row keys from the select list in SQLite, so
+// the groups are written out flat: a leading group loses its parentheses, a group on
+// the right of a JOIN takes the JOIN's ON condition after its first table
+// ("A LEFT JOIN (B LEFT JOIN C ON p) ON q" becomes "A LEFT JOIN B ON q LEFT JOIN C ON p").
+// The two read the same rows whenever p compares B's columns with "=" (as every join
+// of the store does), since such a p never holds for a B that is Null.
+void FlattenJoins(Writer& w, size_t from, size_t to) {
+  const auto& t = w.tokens();
+  for (size_t o = from; o < to; ++o) {
+    if (!IsOp(t[o], u"(") || w.Skipped(o)) continue;
+    size_t c = static_cast<size_t>(w.match(o));
+    if (o + 1 < to && IsWord(t[o + 1], "select")) {
+      o = c;
+      continue;
+    }
+    const Token* prev = o > from ? &t[o - 1] : nullptr;
+    bool leading = !prev || IsOp(*prev, u",") || IsOp(*prev, u"(");
+    bool right = prev && IsWord(*prev, "join");
+    if (!leading && !right) {
+      o = c;  // an expression (an ON condition): nothing to flatten inside
+      continue;
+    }
+    if (leading) {
+      w.Skip(o);
+      w.Skip(c);
+      continue;
+    }
+    // The group's first table and its alias.
+    size_t first = o + 1;
+    if (first >= c || !IsNameTok(t[first])) continue;
+    size_t last = first;
+    if (last + 1 < c && IsWord(t[last + 1], "as")) last += 1;
+    if (last + 1 < c && IsNameTok(t[last + 1]) && !(t[last + 1].kind == Token::Name && IsJoinWord(t[last + 1]))) last += 1;
+    if (c + 1 >= t.size() || !IsWord(t[c + 1], "on")) continue;
+    size_t e = c + 2;
+    while (e < t.size()) {
+      if (IsOp(t[e], u"(")) {
+        e = static_cast<size_t>(w.match(e)) + 1;
+        continue;
+      }
+      if (IsOp(t[e], u")") || IsOp(t[e], u",") || IsClauseWord(t[e]) || IsWord(t[e], "left") ||
+          IsWord(t[e], "right") || IsWord(t[e], "inner") || IsWord(t[e], "join"))
+        break;
+      ++e;
+    }
+    std::string on = w.Join(c + 1, e);
+    for (size_t k = c + 1; k < e; ++k) w.Skip(k);
+    w.Piece(last) += " " + on;
+    w.Skip(o);
+    w.Skip(c);
+  }
+}
+
 }  // namespace
 
 std::vector<Token> Tokenize(std::u16string_view s) {
@@ -548,6 +602,7 @@ Statement Translate(std::u16string_view text) {
     if (fromTok < firstEnd) ReadTables(w, fromTok + 1, fromEnd, st);
     w.Render(nullptr);
     w.WrapConcatenations();
+    if (fromTok < firstEnd && !st.compound) FlattenJoins(w, fromTok + 1, fromEnd);
     std::vector<size_t> offsets(n + 1, 0);
     st.sql = w.Join(0, n, &offsets);
     if (fromTok < firstEnd) {
