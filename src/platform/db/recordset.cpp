@@ -2,10 +2,10 @@
 // the base rows by their row keys (added as hidden columns to the statement), searches
 // with criteria texts of the dialect.
 //
-// Rows reached while skipping ahead (MoveLast, a far AbsolutePosition, a search) keep
-// only their row keys and computed columns; the base columns are read by key when the
-// row becomes current, as a keyset cursor does, so walking to the end costs a step per
-// row and not a copy of every letter's text.
+// A row keeps its row keys and its short columns; the long ones (Memo, long binary) are
+// read by row key when the row becomes current and dropped again when the cursor
+// leaves it, as a keyset cursor does: walking to the end costs a step per row, and a
+// walk over ten thousand attachments never holds more than one of them.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -29,18 +29,20 @@ struct Column {
   bool hasMeta = false;
   FieldMeta meta;
   int type = -1;  // how it is read
+  bool big = false;  // Memo or long binary of a base table: read on demand
 };
 
 struct Ref {
   std::u16string table;  // stored name
   std::u16string alias;
   std::vector<int> cols;  // output columns from this table
+  std::vector<int> big;   // those of them read on demand
 };
 
 struct Row {
   std::vector<int64_t> rid;
   std::vector<Value> vals;
-  bool full = true;
+  bool full = true;  // the long columns are loaded
   Bookmark bm = 0;
 };
 
@@ -111,6 +113,7 @@ struct RecordsetImpl : sql::NameResolver {
   bool noMatch = false;
   bool dedupe = false;
   std::vector<int> contributing;
+  bool hasBig = false;
   std::unordered_set<std::string> seen, added;
   std::vector<Stmt> loaders;
   int64_t tableCount = -1;
@@ -204,10 +207,10 @@ struct RecordsetImpl : sql::NameResolver {
         if (!added.empty() && added.count(Identity(r.rid, nullptr))) continue;
         if (dedupe && !seen.insert(Identity(r.rid, &contributing)).second) continue;
       }
-      r.full = full || !updatable;
+      r.full = full || !hasBig;
       r.vals.resize(cols.size());
       for (size_t c = 0; c < cols.size(); ++c)
-        if (r.full || cols[c].ref < 0) r.vals[c] = ReadColumn(st, static_cast<int>(c), cols[c].type);
+        if (r.full || !cols[c].big) r.vals[c] = ReadColumn(st, static_cast<int>(c), cols[c].type);
       if (hit) *hit = probe(st);
       r.bm = ++fetchSerial;
       rows.push_back(std::move(r));
@@ -239,32 +242,40 @@ struct RecordsetImpl : sql::NameResolver {
     return r;
   }
 
-  // Reads the base columns of a row reached while skipping ahead.
+  // Reads the long columns of a row.
   void Load(Row& r) {
     if (r.full) return;
     if (loaders.empty()) loaders.resize(refs.size());
     for (size_t k = 0; k < refs.size(); ++k) {
       const Ref& ref = refs[k];
-      if (ref.cols.empty()) continue;
+      if (ref.big.empty()) continue;
       if (r.rid[k] == kNoRid) {
-        for (int c : ref.cols) r.vals[static_cast<size_t>(c)] = Value();
+        for (int c : ref.big) r.vals[static_cast<size_t>(c)] = Value();
         continue;
       }
       if (!loaders[k]) {
         std::string list;
-        for (int c : ref.cols) list += (list.empty() ? "" : ", ") + sql::QuoteName(cols[static_cast<size_t>(c)].meta.name);
+        for (int c : ref.big) list += (list.empty() ? "" : ", ") + sql::QuoteName(cols[static_cast<size_t>(c)].meta.name);
         loaders[k] = Stmt(conn->db(), "SELECT " + list + " FROM " + sql::QuoteName(ref.table) + " WHERE rowid=?1");
       }
       sqlite3_stmt* st = loaders[k].get();
       sqlite3_bind_int64(st, 1, r.rid[k]);
       bool found = sqlite3_step(st) == SQLITE_ROW;
-      for (size_t j = 0; j < ref.cols.size(); ++j) {
-        size_t c = static_cast<size_t>(ref.cols[j]);
+      for (size_t j = 0; j < ref.big.size(); ++j) {
+        size_t c = static_cast<size_t>(ref.big[j]);
         r.vals[c] = found ? ReadColumn(st, static_cast<int>(j), cols[c].type) : Value();
       }
       sqlite3_reset(st);
     }
     r.full = true;
+  }
+
+  // Lets go of the long columns of a row the cursor leaves.
+  void Drop(Row& r) {
+    if (!hasBig || !r.full) return;
+    for (size_t c = 0; c < cols.size(); ++c)
+      if (cols[c].big) r.vals[c] = Value();
+    r.full = false;
   }
 
   // ---- Opening
@@ -410,8 +421,16 @@ struct RecordsetImpl : sql::NameResolver {
         if (i != j && sql::SameName(cols[i].name, cols[j].name)) twice = true;
       if (twice && cols[i].ref >= 0) cols[i].name = refs[static_cast<size_t>(cols[i].ref)].alias + u"." + cols[i].name;
     }
-    for (size_t i = 0; i < cols.size(); ++i)
-      if (cols[i].ref >= 0) refs[static_cast<size_t>(cols[i].ref)].cols.push_back(static_cast<int>(i));
+    for (size_t i = 0; i < cols.size(); ++i) {
+      Column& c = cols[i];
+      if (c.ref < 0) continue;
+      refs[static_cast<size_t>(c.ref)].cols.push_back(static_cast<int>(i));
+      c.big = c.meta.type == dbMemo || c.meta.type == dbLongBinary;
+      if (c.big) {
+        refs[static_cast<size_t>(c.ref)].big.push_back(static_cast<int>(i));
+        hasBig = true;
+      }
+    }
     for (size_t k = 0; k < refs.size(); ++k)
       if (!refs[k].cols.empty()) contributing.push_back(static_cast<int>(k));
     dedupe = updatable && st.distinctrow && contributing.size() < refs.size();
@@ -548,6 +567,7 @@ struct RecordsetImpl : sql::NameResolver {
       });
       r.vals = buf;
       r.full = true;
+      Drop(r);
       r.bm = kAddedBase + ++addSerial;
       lastModified = r.bm;
       if (done) {
@@ -667,6 +687,7 @@ struct RecordsetImpl : sql::NameResolver {
   }
 
   void MoveTo(int64_t i) {
+    if (HasCurrent() && i != pos) Drop(rows[static_cast<size_t>(pos)]);
     onDeleted = false;
     if (i < 0) {
       pos = -1;
@@ -755,10 +776,17 @@ struct RecordsetImpl : sql::NameResolver {
     critExpr = Stmt(conn->db(), "SELECT CASE WHEN (" + expr + ") THEN 1 ELSE 0 END");
   }
 
+  // Tests a stored row; long columns read for the test are let go again.
   bool Matches(Row& r) {
+    bool wasFull = r.full;
+    bool hit = MatchesLoaded(r);
+    if (!wasFull) Drop(r);
+    return hit;
+  }
+  bool MatchesLoaded(Row& r) {
     if (critNative) {
       for (const auto& t : terms) {
-        if (!r.full && cols[static_cast<size_t>(t.col)].ref >= 0) Load(r);
+        if (!r.full && cols[static_cast<size_t>(t.col)].big) Load(r);
         if (!TermHolds(r.vals[static_cast<size_t>(t.col)], t)) return false;
       }
       return true;
@@ -823,6 +851,7 @@ struct RecordsetImpl : sql::NameResolver {
       if (Matches(rows[static_cast<size_t>(i)])) return Hit(i);
   }
   void Hit(int64_t i) {
+    if (HasCurrent() && i != pos) Drop(rows[static_cast<size_t>(pos)]);
     noMatch = false;
     pos = i;
     onDeleted = false;
