@@ -91,14 +91,14 @@ void MemcpyOf(benchmark::State& state, const std::u16string& src) {
 }
 
 void BM_Memcpy_Koi8Text(benchmark::State& state) { MemcpyOf(state, Koi8Text()); }
-BENCHMARK(BM_Memcpy_Koi8Text)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Memcpy_Koi8Text)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_ConvertCodePage_Koi8rToUtf16(benchmark::State& state) {
   const auto& text = Koi8Text();
   for (auto _ : state) benchmark::DoNotOptimize(ConvertCodePage(text, 20866, kCodePageUtf16));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK(BM_ConvertCodePage_Koi8rToUtf16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvertCodePage_Koi8rToUtf16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_ConvertCodePage_Cp1251ToUtf16(benchmark::State& state) {
   static const std::u16string text =
@@ -106,21 +106,21 @@ void BM_ConvertCodePage_Cp1251ToUtf16(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(ConvertCodePage(text, 1251, kCodePageUtf16));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK(BM_ConvertCodePage_Cp1251ToUtf16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvertCodePage_Cp1251ToUtf16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_ConvertCodePage_Utf8ToUtf16(benchmark::State& state) {
   const auto& text = Utf8Text();
   for (auto _ : state) benchmark::DoNotOptimize(ConvertCodePage(text, kCodePageUtf8, kCodePageUtf16));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK(BM_ConvertCodePage_Utf8ToUtf16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvertCodePage_Utf8ToUtf16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_ConvertCodePage_Utf16ToUtf8(benchmark::State& state) {
   static const std::u16string text = ConvertCodePage(Koi8Text(), 20866, kCodePageUtf16);
   for (auto _ : state) benchmark::DoNotOptimize(ConvertCodePage(text, kCodePageUtf16, kCodePageUtf8));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK(BM_ConvertCodePage_Utf16ToUtf8)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvertCodePage_Utf16ToUtf8)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 // glibc iconv on the same octets (8-bit input, the peer's natural form).
 void IconvTo16(benchmark::State& state, const char* from, const std::u16string& byteText) {
@@ -139,9 +139,9 @@ void IconvTo16(benchmark::State& state, const char* from, const std::u16string& 
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * octets.size()));
 }
 void BM_Iconv_Koi8rToUtf16(benchmark::State& state) { IconvTo16(state, "KOI8-R", Koi8Text()); }
-BENCHMARK(BM_Iconv_Koi8rToUtf16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Iconv_Koi8rToUtf16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 void BM_Iconv_Utf8ToUtf16(benchmark::State& state) { IconvTo16(state, "UTF-8", Utf8Text()); }
-BENCHMARK(BM_Iconv_Utf8ToUtf16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Iconv_Utf8ToUtf16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_DecodeHeaderValue_TypicalSubjects(benchmark::State& state) {
   const auto subjects = SubjectSet(state.range(0));
@@ -149,7 +149,7 @@ void BM_DecodeHeaderValue_TypicalSubjects(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(ravelin::DecodeHeaderValue(subjects[i++ % subjects.size()]));
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
-BENCHMARK(BM_DecodeHeaderValue_TypicalSubjects)->Arg(0)->Arg(1);
+BENCHMARK(BM_DecodeHeaderValue_TypicalSubjects)->Arg(0)->Arg(1)->MinWarmUpTime(0.5);
 
 // Linear time on hostile values: n encoded words, and n bytes of "=?" marks.
 void BM_DecodeHeaderValue_ManyWords(benchmark::State& state) {
@@ -158,7 +158,7 @@ void BM_DecodeHeaderValue_ManyWords(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(ravelin::DecodeHeaderValue(value));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * value.size()));
 }
-BENCHMARK(BM_DecodeHeaderValue_ManyWords)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeHeaderValue_ManyWords)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_DecodeHeaderValue_MarksEverywhere(benchmark::State& state) {
   std::u16string value;
@@ -171,7 +171,7 @@ void BM_DecodeHeaderValue_MarksEverywhere(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * value.size()));
 }
-BENCHMARK(BM_DecodeHeaderValue_MarksEverywhere)->Arg(1 << 16)->Arg(1 << 20)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeHeaderValue_MarksEverywhere)->Arg(1 << 16)->Arg(1 << 20)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 #ifdef RAVELIN_HAVE_GMIME
 void BM_GMime_HeaderDecodeText_TypicalSubjects(benchmark::State& state) {

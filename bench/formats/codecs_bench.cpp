@@ -86,14 +86,14 @@ void MemcpyOf(benchmark::State& state, const std::u16string& src) {
 }
 
 void BM_Memcpy_Base64Body(benchmark::State& state) { MemcpyOf(state, Base64Body()); }
-BENCHMARK(BM_Memcpy_Base64Body)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Memcpy_Base64Body)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_Base64ToAscii_72Lines(benchmark::State& state) {
   const auto& body = Base64Body();
   for (auto _ : state) benchmark::DoNotOptimize(Base64ToAscii(body));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * body.size()));
 }
-BENCHMARK(BM_Base64ToAscii_72Lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Base64ToAscii_72Lines)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 const std::u16string& EncodeSource() {
   static const std::u16string src = ravelin::BytesToByteText(Octets(kBig / 4 * 3));
@@ -113,17 +113,17 @@ void BM_AsciiToBase64_SplitMsg72(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(ravelin::SplitMsg(AsciiToBase64(src), u"\r\n", 72, 72));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * src.size()));
 }
-BENCHMARK(BM_AsciiToBase64_SplitMsg72)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AsciiToBase64_SplitMsg72)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_Memcpy_QpBody(benchmark::State& state) { MemcpyOf(state, QpBody()); }
-BENCHMARK(BM_Memcpy_QpBody)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Memcpy_QpBody)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_Decode_quoted_printable(benchmark::State& state) {
   const auto& body = QpBody();
   for (auto _ : state) benchmark::DoNotOptimize(ravelin::Decode_quoted_printable(body));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * body.size()));
 }
-BENCHMARK(BM_Decode_quoted_printable)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Decode_quoted_printable)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 // Linear time: the same body at 1, 4 and 16 times the size should take 1, 4 and 16 times as long.
 void BM_Decode_quoted_printable_Scaling(benchmark::State& state) {
@@ -133,7 +133,7 @@ void BM_Decode_quoted_printable_Scaling(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(ravelin::Decode_quoted_printable(body));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * body.size()));
 }
-BENCHMARK(BM_Decode_quoted_printable_Scaling)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Decode_quoted_printable_Scaling)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 #ifdef RAVELIN_HAVE_GMIME
 // GMime works on octets: the same message as 8-bit octets (the peer gets the smaller input).
@@ -148,7 +148,7 @@ void BM_GMime_Base64Decode_72Lines(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * octets.size()));
 }
-BENCHMARK(BM_GMime_Base64Decode_72Lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GMime_Base64Decode_72Lines)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_GMime_Base64Encode(benchmark::State& state) {
   static const std::string octets = Octets(kBig / 4 * 3);
@@ -161,7 +161,7 @@ void BM_GMime_Base64Encode(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * octets.size()));
 }
-BENCHMARK(BM_GMime_Base64Encode)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GMime_Base64Encode)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 
 void BM_GMime_QuotedDecode(benchmark::State& state) {
   static const std::string octets = ravelin::ByteTextToBytes(QpBody());
@@ -174,7 +174,7 @@ void BM_GMime_QuotedDecode(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * octets.size()));
 }
-BENCHMARK(BM_GMime_QuotedDecode)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GMime_QuotedDecode)->Unit(benchmark::kMillisecond)->MinWarmUpTime(0.5);
 #endif
 
 }  // namespace

@@ -119,6 +119,14 @@ TEST(Base64, EncodesAndSizes) {
   EXPECT_EQ(AsciiToBase64(B("AB")), u"QUI=");
   EXPECT_EQ(AsciiToBase64(B("ABC")), u"QUJD");
   EXPECT_EQ(AsciiToBase64(u"\u0416"), u"Pw==");  // beyond one octet: "?"
+  // Long texts too: a unit beyond one octet anywhere encodes as "?" would.
+  std::u16string wide = B(std::string(1000, 'k')), narrow = wide;
+  for (size_t at : {0u, 31u, 500u, 998u}) {
+    wide[at] = u'\u0416';
+    narrow[at] = u'?';
+  }
+  EXPECT_EQ(AsciiToBase64(wide), AsciiToBase64(narrow));
+  EXPECT_EQ(Base64ToAscii(AsciiToBase64(wide)), narrow);
   const int32_t sizes[][2] = {{0, 0}, {1, 4}, {2, 4}, {3, 4}, {4, 8}, {300, 400}};
   for (const auto& s : sizes) EXPECT_EQ(CalcBase64strSize(s[0]), s[1]) << s[0];
   EXPECT_EQ(ErrorNumberOf([] { CalcBase64strSize(2147483647); }), errnum::kOverflow);
