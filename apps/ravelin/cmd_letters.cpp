@@ -70,6 +70,10 @@ std::string ShortDate(const Value& v) {
   return buf;
 }
 
+// Flags come back from some statements as numbers (an expression's False is 0); scripts
+// get them as booleans.
+bool IsFlagField(std::u16string_view name) { return name == u"Read" || name == u"InsArcPrj"; }
+
 std::string JsonValue(const Value& v) {
   switch (v.Type()) {
     case VType::Null: return "null";
@@ -81,6 +85,11 @@ std::string JsonValue(const Value& v) {
     case VType::Binary: return std::to_string(v.BinaryRef().size());
   }
   return "null";
+}
+
+std::string JsonField(std::u16string_view name, const Value& v) {
+  if (IsFlagField(name) && (v.Type() == VType::Long || v.Type() == VType::Double)) return v.AsBool() ? "true" : "false";
+  return JsonValue(v);
 }
 
 std::string Sha256Hex(const std::string& data) {
@@ -431,7 +440,7 @@ int List(Context& ctx) {
     for (size_t i = 0; i < rows.size(); ++i) {
       ctx.out << (i ? ",\n " : "\n ") << "{";
       for (size_t k = 0; k < rows[i].size(); ++k)
-        ctx.out << (k ? ", " : "") << JsonString(rows[i][k].first) << ": " << JsonValue(rows[i][k].second);
+        ctx.out << (k ? ", " : "") << JsonString(rows[i][k].first) << ": " << JsonField(rows[i][k].first, rows[i][k].second);
       ctx.out << "}";
     }
     ctx.out << (rows.empty() ? "]\n" : "\n]\n");
@@ -456,7 +465,7 @@ int List(Context& ctx) {
     char keyText[16];
     std::snprintf(keyText, sizeof keyText, "%6d", NullConvLng(key));
     ctx.out << keyText << (unread ? "* " : "  ") << ShortDate(date) << "  " << Column(NullConvStr(get(row, u"From")), 28)
-            << "  " << Column(NullConvStr(get(row, u"Subject")), 60) << "\n";
+            << "  " << ToUtf8(NullConvStr(get(row, u"Subject"))) << "\n";
   }
   if (more) ctx.out << "(more: --page " << page + 1 << ", or --all)\n";
   return 0;
@@ -490,7 +499,7 @@ int Show(Context& ctx) {
       ctx.out << "{";
       bool first = true;
       for (const auto& f : kLetterFields) {
-        ctx.out << (first ? "" : ",\n ") << JsonString(f) << ": " << JsonValue(FieldOrNull(*rs, f));
+        ctx.out << (first ? "" : ",\n ") << JsonString(f) << ": " << JsonField(f, FieldOrNull(*rs, f));
         first = false;
       }
       ctx.out << ",\n \"Files\": [";
