@@ -305,6 +305,13 @@ void BM_ListFirstPageSqliteDirect(benchmark::State& state) {
   const std::string file = fs::NativePath(module1::GetEmailDbPath());
   sqlite3* db = nullptr;
   sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+  // The store's text columns collate without case; the peer needs the same rule to read them.
+  sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF8, nullptr,
+                           [](void*, int n1, const void* a, int n2, const void* b) {
+                             const int r = sqlite3_strnicmp(static_cast<const char*>(a), static_cast<const char*>(b),
+                                                            n1 < n2 ? n1 : n2);
+                             return r != 0 ? r : n1 - n2;
+                           });
   for (auto _ : state) {
     sqlite3_stmt* st = nullptr;
     sqlite3_prepare_v2(db,
@@ -322,9 +329,9 @@ void BM_ListFirstPageSqliteDirect(benchmark::State& state) {
   state.counters["folder_letters"] = n;
 }
 
-BENCHMARK(BM_ImportEml)->Arg(1000)->Arg(10000)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_InsertParsed)->Arg(1000)->Arg(10000)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_InsertSqliteDirect)->Arg(1000)->Arg(10000)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ImportEml)->Arg(1000)->Arg(10000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InsertParsed)->Arg(1000)->Arg(10000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InsertSqliteDirect)->Arg(1000)->Arg(10000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ListFirstPage)->Arg(2000)->Arg(20000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ListFirstPageSqliteDirect)->Arg(2000)->Arg(20000)->Unit(benchmark::kMillisecond);
 
