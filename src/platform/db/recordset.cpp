@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "core/text.h"
@@ -30,6 +31,8 @@ struct Column {
   FieldMeta meta;
   int type = -1;  // how it is read
   bool big = false;  // Memo or long binary of a base table: read on demand
+  int field = -1;    // index of its field in the table's rules
+  Value defaultValue;
 };
 
 struct Ref {
@@ -114,6 +117,8 @@ struct RecordsetImpl : sql::NameResolver {
   bool dedupe = false;
   std::vector<int> contributing;
   bool hasBig = false;
+  int64_t mappedGeneration = -1;                        // schema the field indexes belong to
+  std::unordered_map<std::string, std::string> writes;  // statement texts by table and fields
   std::unordered_set<std::string> seen, added;
   std::vector<Stmt> loaders;
   int64_t tableCount = -1;
@@ -426,6 +431,7 @@ struct RecordsetImpl : sql::NameResolver {
       if (c.ref < 0) continue;
       refs[static_cast<size_t>(c.ref)].cols.push_back(static_cast<int>(i));
       c.big = c.meta.type == dbMemo || c.meta.type == dbLongBinary;
+      c.defaultValue = DefaultFor(c.meta);
       if (c.big) {
         refs[static_cast<size_t>(c.ref)].big.push_back(static_cast<int>(i));
         hasBig = true;
@@ -434,6 +440,7 @@ struct RecordsetImpl : sql::NameResolver {
     for (size_t k = 0; k < refs.size(); ++k)
       if (!refs[k].cols.empty()) contributing.push_back(static_cast<int>(k));
     dedupe = updatable && st.distinctrow && contributing.size() < refs.size();
+    MapFields();
     reserved.assign(refs.size(), 0);
   }
 
@@ -456,65 +463,109 @@ struct RecordsetImpl : sql::NameResolver {
     if (!updatable) ThrowDb(dberr::kReadOnly, u"Cannot update. Database or object is read-only.");
   }
 
-  // The value to store for each field of table k, validated against its rules.
-  std::vector<std::pair<const FieldMeta*, Value>> RowFor(size_t k, const TableMeta& meta, bool adding) {
-    std::vector<std::pair<const FieldMeta*, Value>> out;
+  // Ties each column to its field in the table's current rules (again after a schema change).
+  void MapFields() {
+    mappedGeneration = conn->Generation();
+    writes.clear();
+    for (auto& c : cols) {
+      c.field = -1;
+      if (c.ref < 0) continue;
+      if (const TableMeta* m = conn->Table(refs[static_cast<size_t>(c.ref)].table)) c.field = m->FindIndex(c.meta.name);
+    }
+  }
+
+  struct Write {
+    int field;
+    const Value* value;
+  };
+
+  // The values to store for the fields of table k, validated against its rules; `defaults`
+  // holds the values that no column gives.
+  std::vector<Write> RowFor(size_t k, const TableMeta& meta, bool adding, std::vector<Value>& defaults) {
+    if (mappedGeneration != conn->Generation()) MapFields();
+    std::vector<int> colOf(meta.fields.size(), -1);
+    for (int c : refs[k].cols) {
+      int f = cols[static_cast<size_t>(c)].field;
+      if (f >= 0 && (colOf[static_cast<size_t>(f)] < 0 || dirty[static_cast<size_t>(c)])) colOf[static_cast<size_t>(f)] = c;
+    }
+    defaults.clear();
+    defaults.reserve(meta.fields.size());
+    std::vector<Write> out;
     for (size_t fi = 0; fi < meta.fields.size(); ++fi) {
       const FieldMeta& f = meta.fields[fi];
-      int col = -1;
-      for (int c : refs[k].cols)
-        if (sql::SameName(cols[static_cast<size_t>(c)].meta.name, f.name)) {
-          col = c;
-          if (dirty[static_cast<size_t>(c)]) break;
-        }
+      int col = colOf[fi];
       bool written = col >= 0 && (adding || dirty[static_cast<size_t>(col)]);
       if (!adding && !written) continue;
-      Value v = col >= 0 ? buf[static_cast<size_t>(col)] : DefaultFor(f);
+      const Value* v = nullptr;
+      if (col >= 0) v = &buf[static_cast<size_t>(col)];
       if (static_cast<int>(fi) == meta.autoField) {
         if (!adding) continue;
-        if (reserved[k]) v = Value(static_cast<int32_t>(reserved[k]));
-        else if (meta.autoIsRowKey) continue;  // SQLite numbers it
-        else {
+        if (reserved[k]) {
+          defaults.push_back(Value(static_cast<int32_t>(reserved[k])));
+        } else if (meta.autoIsRowKey) {
+          continue;  // SQLite numbers it
+        } else {
           conn->Hold();
           try {
-            v = Value(static_cast<int32_t>(conn->ReserveAutoNumber(meta)));
+            defaults.push_back(Value(static_cast<int32_t>(conn->ReserveAutoNumber(meta))));
           } catch (...) {
             conn->Release();
             throw;
           }
           conn->Release();
         }
+        v = &defaults.back();
+      } else if (!v) {
+        defaults.push_back(DefaultFor(f));
+        v = &defaults.back();
       }
-      std::u16string full = meta.name + u"." + f.name;
-      if (f.required && v.IsNull())
-        ThrowDb(dberr::kRequired, u"The field '" + full +
+      if (f.required && v->IsNull())
+        ThrowDb(dberr::kRequired, u"The field '" + meta.name + u"." + f.name +
                                       u"' cannot contain a Null value because the Required property for this "
                                       u"field is set to True. Enter a value in this field.");
-      if ((f.type == dbText || f.type == dbMemo) && !f.allowZeroLength && v.Type() == VType::Text && v.TextRef().empty())
-        ThrowDb(dberr::kZeroLength, u"Field '" + full + u"' cannot be a zero-length string.");
-      if (adding && v.IsNull()) continue;
-      out.push_back({&f, std::move(v)});
+      if ((f.type == dbText || f.type == dbMemo) && !f.allowZeroLength && v->Type() == VType::Text && v->TextRef().empty())
+        ThrowDb(dberr::kZeroLength, u"Field '" + meta.name + u"." + f.name + u"' cannot be a zero-length string.");
+      if (adding && v->IsNull()) continue;
+      out.push_back({static_cast<int>(fi), v});
     }
     return out;
+  }
+
+  // The statement text for writing these fields of table k (kept, as rows repeat).
+  const std::string& WriteText(char kind, size_t k, const TableMeta& meta, const std::vector<Write>& w) {
+    std::string key(1, kind);
+    key += std::to_string(k);
+    for (const auto& x : w) key += "," + std::to_string(x.field);
+    auto it = writes.find(key);
+    if (it != writes.end()) return it->second;
+    std::string sql;
+    if (kind == 'I') {
+      if (w.empty()) {
+        sql = "INSERT INTO " + sql::QuoteName(meta.name) + " DEFAULT VALUES";
+      } else {
+        std::string names, params;
+        for (size_t i = 0; i < w.size(); ++i) {
+          names += (i ? ", " : "") + sql::QuoteName(meta.fields[static_cast<size_t>(w[i].field)].name);
+          params += (i ? ", ?" : "?") + std::to_string(i + 1);
+        }
+        sql = "INSERT INTO " + sql::QuoteName(meta.name) + " (" + names + ") VALUES (" + params + ")";
+      }
+    } else {
+      std::string sets;
+      for (size_t i = 0; i < w.size(); ++i)
+        sets += (i ? ", " : "") + sql::QuoteName(meta.fields[static_cast<size_t>(w[i].field)].name) + "=?" + std::to_string(i + 1);
+      sql = "UPDATE " + sql::QuoteName(meta.name) + " SET " + sets + " WHERE rowid=?" + std::to_string(w.size() + 1);
+    }
+    return writes.emplace(std::move(key), std::move(sql)).first->second;
   }
 
   int64_t Insert(size_t k) {
     const TableMeta* meta = conn->Table(refs[k].table);
     if (!meta) ThrowDb(3078, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
-    auto values = RowFor(k, *meta, true);
-    std::string sql;
-    if (values.empty()) {
-      sql = "INSERT INTO " + sql::QuoteName(meta->name) + " DEFAULT VALUES";
-    } else {
-      std::string names, params;
-      for (size_t i = 0; i < values.size(); ++i) {
-        names += (i ? ", " : "") + sql::QuoteName(values[i].first->name);
-        params += (i ? ", ?" : "?") + std::to_string(i + 1);
-      }
-      sql = "INSERT INTO " + sql::QuoteName(meta->name) + " (" + names + ") VALUES (" + params + ")";
-    }
-    sqlite3_stmt* st = conn->Cached(sql);
-    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second, true);
+    std::vector<Value> defaults;
+    auto w = RowFor(k, *meta, true, defaults);
+    sqlite3_stmt* st = conn->Cached(WriteText('I', k, *meta, w));
+    for (size_t i = 0; i < w.size(); ++i) BindValue(st, static_cast<int>(i) + 1, *w[i].value, true);
     conn->StepWrite(st, meta->name);
     return sqlite3_last_insert_rowid(conn->db());
   }
@@ -522,15 +573,12 @@ struct RecordsetImpl : sql::NameResolver {
   void UpdateRow(size_t k, int64_t rid) {
     const TableMeta* meta = conn->Table(refs[k].table);
     if (!meta) ThrowDb(3078, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
-    auto values = RowFor(k, *meta, false);
-    if (values.empty()) return;
-    std::string sets;
-    for (size_t i = 0; i < values.size(); ++i)
-      sets += (i ? ", " : "") + sql::QuoteName(values[i].first->name) + "=?" + std::to_string(i + 1);
-    sqlite3_stmt* st = conn->Cached("UPDATE " + sql::QuoteName(meta->name) + " SET " + sets + " WHERE rowid=?" +
-                                    std::to_string(values.size() + 1));
-    for (size_t i = 0; i < values.size(); ++i) BindValue(st, static_cast<int>(i) + 1, values[i].second, true);
-    sqlite3_bind_int64(st, static_cast<int>(values.size()) + 1, rid);
+    std::vector<Value> defaults;
+    auto w = RowFor(k, *meta, false, defaults);
+    if (w.empty()) return;
+    sqlite3_stmt* st = conn->Cached(WriteText('U', k, *meta, w));
+    for (size_t i = 0; i < w.size(); ++i) BindValue(st, static_cast<int>(i) + 1, *w[i].value, true);
+    sqlite3_bind_int64(st, static_cast<int>(w.size()) + 1, rid);
     if (conn->StepWrite(st, meta->name) == 0) ThrowDb(3167, u"Record is deleted.");
   }
 
@@ -565,7 +613,7 @@ struct RecordsetImpl : sql::NameResolver {
         for (size_t k = 0; k < refs.size(); ++k)
           if (refs.size() == 1 || reserved[k] || RefDirty(k) || k == 0) r.rid[k] = Insert(k);
       });
-      r.vals = buf;
+      r.vals = std::move(buf);
       r.full = true;
       Drop(r);
       r.bm = kAddedBase + ++addSerial;
@@ -612,7 +660,7 @@ struct RecordsetImpl : sql::NameResolver {
     buf.assign(cols.size(), Value());
     dirty.assign(cols.size(), false);
     for (size_t c = 0; c < cols.size(); ++c)
-      if (cols[c].ref >= 0) buf[c] = DefaultFor(cols[c].meta);
+      if (cols[c].ref >= 0) buf[c] = cols[c].defaultValue;
     // The first table that shows an auto-number gets it now, so callers can read it.
     for (size_t k = 0; k < refs.size(); ++k) {
       const TableMeta* meta = conn->Table(refs[k].table);

@@ -11,6 +11,7 @@
 #include "core/text.h"
 #include "core/vbstring.h"
 #include "platform/db/dao.h"
+#include "platform/db/internal.h"
 
 namespace ravelin::dao::sql {
 
@@ -521,8 +522,7 @@ std::string QuoteText(std::u16string_view text) {
 }
 
 bool SameName(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  return FoldCase(a) == FoldCase(b);
+  return a.size() == b.size() && FoldCompare(a.data(), a.size(), b.data(), b.size()) == 0;
 }
 
 Statement Translate(std::u16string_view text) {
