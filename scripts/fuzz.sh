@@ -2,7 +2,8 @@
 # Builds the libFuzzer target of the message reader with clang and runs it for a while.
 #   scripts/fuzz.sh [SECONDS]        (default 60)
 # Inputs that crash are copied to tests/formats/fuzz_regressions/, which the reader's
-# unit test replays. The growing corpus lives in the build folder, seeded from samples/.
+# unit test replays. The growing corpus lives in the build folder, seeded from samples/
+# and from the shared corpus of real mail beside the repository when it is there.
 set -eu
 seconds="${1:-60}"
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -14,7 +15,7 @@ cmake --build "$build" --target fuzz_mime_parser -j2
 corpus="$build/fuzz-corpus/mime_parser"
 artifacts="$build/fuzz-artifacts/"
 mkdir -p "$corpus" "$artifacts"
-for seed in "$root"/samples/*.eml "$root"/tests/formats/fuzz_regressions/*; do
+for seed in "$root"/samples/*.eml "$root"/tests/formats/fuzz_regressions/* "$root"/../shared/corpus/*/*; do
   [ -f "$seed" ] && cp -n "$seed" "$corpus/" 2>/dev/null || true
 done
 
