@@ -540,6 +540,7 @@ Connection::Connection(sqlite3* db, std::string key, std::u16string path, int lo
 Connection::~Connection() {
   if (inTxn_ && db_) sqlite3_exec(db_, holds_ > 0 && !explicit_ ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
   for (auto& [k, st] : cache_) sqlite3_finalize(st);
+  for (auto& [k, st] : idle_) sqlite3_finalize(st);
   if (db_) sqlite3_close_v2(db_);
   if (lockFd_ >= 0) ::close(lockFd_);
 }
@@ -578,8 +579,45 @@ int Connection::StepWrite(sqlite3_stmt* st, std::u16string_view context) {
   return changes;
 }
 
+sqlite3_stmt* Connection::TakeStatement(const std::string& sql) {
+  auto it = idle_.find(sql);
+  if (it != idle_.end()) {
+    sqlite3_stmt* st = it->second;
+    idle_.erase(it);
+    return st;
+  }
+  Stmt fresh(db_, sql);
+  sqlite3_stmt* st = fresh.get();
+  fresh.release();
+  return st;
+}
+
+void Connection::ReturnStatement(const std::string& sql, sqlite3_stmt* st, int64_t generation) {
+  sqlite3_reset(st);  // ends its read of the file
+  sqlite3_clear_bindings(st);
+  if (idle_.size() >= 32 || generation != generation_) {
+    sqlite3_finalize(st);
+    return;
+  }
+  idle_.emplace(sql, st);
+}
+
+void Connection::CheckSchema() {
+  sqlite3_stmt* st = Cached("PRAGMA schema_version");
+  int64_t v = sqlite3_step(st) == SQLITE_ROW ? sqlite3_column_int64(st, 0) : -1;
+  sqlite3_reset(st);
+  if (v != schemaVersion_) {
+    // Another connection (or process) changed the tables: what was worked out is stale.
+    if (schemaVersion_ != -1) SchemaChanged();
+    schemaVersion_ = v;
+  }
+}
+
 void Connection::SchemaChanged() {
   ++generation_;
+  plans_.clear();
+  for (auto& [k, st] : idle_) sqlite3_finalize(st);
+  idle_.clear();
   tables_.clear();
   namesLoaded_ = false;
   names_.clear();

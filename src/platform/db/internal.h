@@ -84,6 +84,11 @@ class Stmt {
     return *this;
   }
   sqlite3_stmt* get() const { return st_; }
+  sqlite3_stmt* release() {
+    sqlite3_stmt* s = st_;
+    st_ = nullptr;
+    return s;
+  }
   explicit operator bool() const { return st_ != nullptr; }
   void reset() {
     if (st_) sqlite3_finalize(st_);
@@ -118,6 +123,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   const TableMeta* Table(std::u16string_view name);
   std::vector<std::u16string> TableNames();
   void SchemaChanged();
+  // Notices a schema change made through another connection to the file.
+  void CheckSchema();
   int64_t Generation() const { return generation_; }
   std::u16string Version();
 
@@ -132,7 +139,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void SetExplicit(bool on);
   void RollbackAll();
 
-  // Recordsets on this connection, so a rollback can tell them.
+  // Prepared statements of recordsets, kept for the next recordset on the same text.
+  sqlite3_stmt* TakeStatement(const std::string& sql);
+  void ReturnStatement(const std::string& sql, sqlite3_stmt* st, int64_t generation);
+  // What a recordset worked out about a source text, kept until the schema changes.
+  std::unordered_map<std::u16string, std::shared_ptr<const void>>& Plans() { return plans_; }
+
   int64_t NextSerial() { return ++serial_; }
 
  private:
@@ -144,6 +156,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   int lockFd_;
   bool exclusive_;
   std::unordered_map<std::string, sqlite3_stmt*> cache_;
+  std::unordered_multimap<std::string, sqlite3_stmt*> idle_;
+  std::unordered_map<std::u16string, std::shared_ptr<const void>> plans_;
   std::map<std::u16string, std::unique_ptr<TableMeta>> tables_;  // by folded name
   bool namesLoaded_ = false;
   std::vector<std::u16string> names_;
@@ -152,6 +166,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool inTxn_ = false;
   int64_t serial_ = 0;
   int64_t generation_ = 0;
+  int64_t schemaVersion_ = -1;
 };
 
 // Runs an action statement of the dialect; returns the rows it changed.

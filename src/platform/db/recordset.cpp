@@ -97,7 +97,9 @@ struct RecordsetImpl : sql::NameResolver {
   bool tableType = false;
   std::string sqlText;
   std::string baseSql;  // before any ORDER BY of an index
-  Stmt stmt;
+  sqlite3_stmt* cur = nullptr;  // the running statement, borrowed from the connection's pool
+  std::string curKey;
+  int64_t curGeneration = 0;
   bool done = false;
   std::vector<Column> cols;
   std::vector<Ref> refs;
@@ -181,7 +183,7 @@ struct RecordsetImpl : sql::NameResolver {
 
   void Finish() {
     done = true;
-    stmt.reset();  // releases the file's read lock
+    ReleaseStmt();  // releases the file's read lock
     for (auto& r : pending) rows.push_back(std::move(r));
     pending.clear();
     added.clear();
@@ -192,7 +194,7 @@ struct RecordsetImpl : sql::NameResolver {
   template <class Probe>
   bool FetchOne(bool full, Probe&& probe, bool* hit) {
     while (!done) {
-      int rc = sqlite3_step(stmt.get());
+      int rc = sqlite3_step(cur);
       if (rc == SQLITE_DONE || (rc & 0xff) == SQLITE_ABORT) {
         Finish();
         return false;
@@ -201,7 +203,7 @@ struct RecordsetImpl : sql::NameResolver {
         Finish();
         ThrowSqlite(conn->db(), rc);
       }
-      sqlite3_stmt* st = stmt.get();
+      sqlite3_stmt* st = cur;
       Row r;
       if (updatable) {
         r.rid.resize(refs.size());
@@ -285,8 +287,20 @@ struct RecordsetImpl : sql::NameResolver {
 
   // ---- Opening
 
+  void ReleaseStmt() {
+    if (!cur) return;
+    conn->ReturnStatement(curKey, cur, curGeneration);
+    cur = nullptr;
+  }
+  void AcquireStmt() {
+    ReleaseStmt();
+    curGeneration = conn->Generation();
+    cur = conn->TakeStatement(sqlText);
+    curKey = sqlText;
+  }
+
   void Prepare() {
-    stmt = Stmt(conn->db(), sqlText);
+    AcquireStmt();
     done = false;
     rows.clear();
     pending.clear();
@@ -307,8 +321,14 @@ struct RecordsetImpl : sql::NameResolver {
 
   void Open(std::shared_ptr<Connection> c, std::u16string_view src, int32_t t, int32_t options) {
     conn = std::move(c);
-    source = Trim(src);
+    conn->CheckSchema();
     type = t == 0 ? dbOpenDynaset : t;
+    std::u16string key(src);
+    key += u'\x01';
+    key += static_cast<char16_t>(u'0' + type);
+    key += (options & dbReadOnly) ? u'r' : u'w';
+    if (UsePlan(key)) return;
+    source = Trim(src);
     std::u16string text = source;
     const TableMeta* table = conn->Table(source);
     if (table) {
@@ -343,13 +363,50 @@ struct RecordsetImpl : sql::NameResolver {
       sqlText.insert(st.selectListEnd, extra);
     }
     baseSql = sqlText;
-    stmt = Stmt(conn->db(), sqlText);
+    AcquireStmt();
     MapColumns(st);
+    SavePlan(key);
     Start();
   }
 
+  // What Open works out about a text, kept on the connection for the next recordset.
+  struct Plan {
+    std::u16string source;
+    bool tableType, updatable, dedupe, hasBig;
+    std::string sqlText;
+    std::vector<Column> cols;
+    std::vector<Ref> refs;
+    std::vector<int> contributing;
+    int ridBase;
+  };
+  void SavePlan(const std::u16string& key) {
+    auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, dedupe, hasBig, sqlText, cols, refs, contributing, ridBase});
+    if (conn->Plans().size() > 256) conn->Plans().clear();
+    conn->Plans()[key] = std::move(p);
+  }
+  bool UsePlan(const std::u16string& key) {
+    auto it = conn->Plans().find(key);
+    if (it == conn->Plans().end()) return false;
+    const Plan& p = *static_cast<const Plan*>(it->second.get());
+    source = p.source;
+    tableType = p.tableType;
+    updatable = p.updatable;
+    dedupe = p.dedupe;
+    hasBig = p.hasBig;
+    sqlText = baseSql = p.sqlText;
+    cols = p.cols;
+    refs = p.refs;
+    contributing = p.contributing;
+    ridBase = p.ridBase;
+    reserved.assign(refs.size(), 0);
+    mappedGeneration = conn->Generation();
+    AcquireStmt();
+    Start();
+    return true;
+  }
+
   void MapColumns(const sql::Statement& st) {
-    sqlite3_stmt* s = stmt.get();
+    sqlite3_stmt* s = cur;
     int total = sqlite3_column_count(s);
     int n = updatable ? total - static_cast<int>(refs.size()) : total;
     ridBase = n;
@@ -1122,7 +1179,7 @@ void Recordset::Close() {
     m.CancelEdit();
   } catch (...) {
   }
-  m.stmt.reset();
+  m.ReleaseStmt();
   m.critExpr.reset();
   m.loaders.clear();
   m.rows.clear();
