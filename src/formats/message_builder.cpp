@@ -7,6 +7,7 @@
 #include "core/vbstring.h"
 #include "formats/charsets.h"
 #include "formats/codecs.h"
+#include "formats/large_buffers.h"
 
 namespace ravelin {
 
@@ -187,7 +188,7 @@ u16 NumberText(int32_t n) { return Widen(std::to_string(n)); }
 std::u16string CreateMessageBody(const mailHeader& mheader, std::u16string_view Delim) {
   u16 out;
   try {
-    out.reserve(EstimateSize(mheader));
+    detail::ReserveLarge(out, EstimateSize(mheader));
     AppendBody(out, mheader, Delim);
   } catch (...) {
     ReportBuildFailure();

@@ -14,6 +14,7 @@
 #include "formats/charsets.h"
 #include "formats/codecs.h"
 #include "formats/datetime.h"
+#include "formats/large_buffers.h"
 
 namespace ravelin {
 
@@ -118,7 +119,7 @@ u16 UnfoldValue(u16v raw) {
   return out;
 }
 
-void ParseMessageAt(u16v text, mailHeader& mh, int depth, bool keepBody);
+void ParseMessageAt(u16v text, mailHeader& mh, int depth);
 
 void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
   const u16 delim = u"--" + mh.boundary;
@@ -165,7 +166,7 @@ void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
     end = pos;
 
     mailHeader local;
-    ParseMessageAt(part, local, depth + 1, false);
+    ParseMessageAt(part, local, depth + 1);
     if (!local.Message.empty()) {
       if (local.FileName.empty()) {
         mh.Message = std::move(local.Message);
@@ -209,11 +210,12 @@ void StoreField(ResumeNext& rn, const u16& name, const u16& value, mailHeader& m
   if (field) rn([&] { *field = DecodeHeaderValue(value); });
 }
 
-void ParseMessageAt(u16v text, mailHeader& mh, int depth, bool keepBody) {
-  ResumeNext rn;
-
-  // Head and body meet at the first blank line, CR LF CR LF or else LF LF.
-  u16v head = text, body;
+// Head and body meet at the first blank line, CR LF CR LF or else LF LF. Without one the
+// whole text is head. `bodyStart` is the offset of the body (the text's length if none).
+void SplitHeadBody(u16v text, u16v& head, u16v& body, size_t& bodyStart) {
+  head = text;
+  body = {};
+  bodyStart = text.size();
   size_t p = FindFwd(text, u"\r\n\r\n");
   size_t sepLen = 4;
   if (p == npos) {
@@ -222,10 +224,23 @@ void ParseMessageAt(u16v text, mailHeader& mh, int depth, bool keepBody) {
   }
   if (p != npos) {
     head = text.substr(0, p);
-    body = text.substr(p + sepLen);
+    bodyStart = p + sepLen;
+    body = text.substr(bodyStart);
   }
-  if (keepBody) rn([&] { mh.msgBody.assign(body); });
+}
 
+void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth);
+
+void ParseMessageAt(u16v text, mailHeader& mh, int depth) {
+  u16v head, body;
+  size_t bodyStart = 0;
+  SplitHeadBody(text, head, body, bodyStart);
+  ParseHeadAndBody(head, body, mh, depth);
+}
+
+// The header walk and the storing of the body; `msgBody` is the caller's business.
+void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
+  ResumeNext rn;
   u16 partName, dispositionName;
   bool multipart = false;
 
@@ -318,12 +333,42 @@ void GetSubItems(std::u16string_view Text, mailHeader& mheader) {
   ResumeNext rn;
   const size_t p = FindRev(Text, u"\r\n\r\n.");
   if (p != npos) Text = Text.substr(0, p);
-  rn([&] { ParseMessageAt(Text, mheader, 0, true); });
+  rn([&] { ParseMessage(Text, mheader); });
+}
+
+void GetSubItems(std::u16string&& Text, mailHeader& mheader) {
+  ResumeNext rn;
+  rn([&] {
+    CutTerminator(Text);
+    u16v head, body;
+    size_t bodyStart = 0;
+    SplitHeadBody(Text, head, body, bodyStart);
+    if (body.empty()) {
+      ParseHeadAndBody(head, body, mheader, 0);
+      return;
+    }
+    // The body keeps the caller's buffer: the head is set aside, the body moved to the
+    // front in place and the buffer handed to msgBody, so a large message is never
+    // copied into fresh memory.
+    const u16 headCopy(head);
+    Text.erase(0, bodyStart);
+    mheader.msgBody = std::move(Text);
+    ParseHeadAndBody(headCopy, mheader.msgBody, mheader, 0);
+  });
 }
 
 void ParseMessage(std::u16string_view Text, mailHeader& mheader) {
   ResumeNext rn;
-  rn([&] { ParseMessageAt(Text, mheader, 0, true); });
+  rn([&] {
+    u16v head, body;
+    size_t bodyStart = 0;
+    SplitHeadBody(Text, head, body, bodyStart);
+    rn([&] {
+      detail::ReserveLarge(mheader.msgBody, body.size());
+      mheader.msgBody.assign(body);
+    });
+    ParseHeadAndBody(head, body, mheader, 0);
+  });
 }
 
 void ExtractParts(std::u16string_view msgBody, mailHeader& mheader) {

@@ -76,6 +76,9 @@ inline constexpr int kMaxMimeDepth = 50;
 // occurrence of a field wins. A text/plain body lands in `Message`, every other part in
 // `attFiles` (in reverse order of the message for multiparts). Never throws.
 void GetSubItems(std::u16string_view Text, mailHeader& mheader);
+// The same for a text the caller gives up: its buffer becomes `msgBody`, which spares a
+// large message a second full-size copy.
+void GetSubItems(std::u16string&& Text, mailHeader& mheader);
 
 // Cuts the text at the last CR LF CR LF ".", which ends a received message.
 void CutTerminator(std::u16string& Text);
