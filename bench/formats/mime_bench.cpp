@@ -330,6 +330,56 @@ void BM_BuildLarge_GMime(benchmark::State& state) {
   state.counters["output_MiB"] = static_cast<double>(out) / (1 << 20);
 }
 
+// ---- Shapes that must stay linear -------------------------------------------------------
+// Each runs at growing sizes; the fitted complexity should come out as O(N).
+
+std::string HostileInput(int kind, int64_t n) {
+  std::string m;
+  switch (kind) {
+    case 0:  // one header folded over n lines
+      m = "Subject: start";
+      for (int64_t i = 0; i < n; ++i) m += "\r\n folded line " + std::to_string(i);
+      m += "\r\n\r\nbody";
+      break;
+    case 1:  // n addresses, with encoded names
+      m = "To: =?utf-8?B?0JA=?= <a0@x>";
+      for (int64_t i = 1; i < n; ++i) m += ", =?utf-8?B?0JA=?= <a" + std::to_string(i) + "@x>";
+      m += "\r\n\r\nbody";
+      break;
+    case 2: {  // n parts
+      m = "Content-Type: multipart/mixed; boundary=p\r\n\r\n";
+      for (int64_t i = 0; i < n; ++i) m += "--p\r\nContent-Type: application/x\r\n\r\nAAAA\r\n";
+      m += "--p--\r\n";
+      break;
+    }
+    case 3: {  // n nested multiparts (the reader stops splitting at its depth bound)
+      std::string close;
+      for (int64_t i = 0; i < n; ++i) {
+        const std::string b = "b" + std::to_string(i) + "x";
+        m += "Content-Type: multipart/mixed; boundary=" + b + "\r\n\r\n--" + b + "\r\n";
+        close = "\r\n--" + b + "--" + close;
+      }
+      m += "Content-Type: text/plain\r\n\r\ndeep" + close;
+      break;
+    }
+    default:  // n header lines
+      for (int64_t i = 0; i < n; ++i) m += "X-Field-" + std::to_string(i) + ": value\r\n";
+      m += "\r\nbody";
+  }
+  return m;
+}
+
+void BM_HostileShapes_Ravelin(benchmark::State& state) {
+  const std::u16string text = ravelin::BytesToByteText(HostileInput(static_cast<int>(state.range(0)), state.range(1)));
+  for (auto _ : state) {
+    mailHeader h;
+    ravelin::GetSubItems(text, h);
+    benchmark::DoNotOptimize(h.attFiles.size());
+  }
+  state.SetComplexityN(static_cast<int64_t>(text.size()));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
 BENCHMARK(BM_ParseLarge_Ravelin)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_ParseLargeFromOctets_Ravelin)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_ParseLarge_GMime)->Unit(benchmark::kMillisecond)->MinTime(2.0);
@@ -339,3 +389,7 @@ BENCHMARK(BM_BuildLarge_Ravelin)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_BuildLarge_GMime)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 }  // namespace
+
+BENCHMARK(BM_HostileShapes_Ravelin)
+    ->ArgsProduct({{0, 1, 2, 3, 4}, {2000, 8000, 32000}})
+    ->Unit(benchmark::kMillisecond);

@@ -159,8 +159,16 @@ TEST(Corpus, RealMessagesParse) {
       Row& row = table[folder];
       ++row.messages;
       mailHeader h;
-      ASSERT_NO_THROW(GetSubItems(BytesToByteText(octets), h)) << label;
+      const std::u16string text = BytesToByteText(octets);
+      ASSERT_NO_THROW(GetSubItems(text, h)) << label;
       ++row.parsed;
+      // A text handed over (its buffer reused for the body) reads the same as a borrowed one.
+      mailHeader owned;
+      GetSubItems(std::u16string(text), owned);
+      EXPECT_EQ(owned.msgBody, h.msgBody) << label;
+      EXPECT_EQ(owned.Message, h.Message) << label;
+      EXPECT_EQ(owned.Subject, h.Subject) << label;
+      EXPECT_EQ(owned.attFiles.size(), h.attFiles.size()) << label;
       row.attachments += static_cast<int>(h.attFiles.size());
       const auto it = refs.find(label);
       if (it == refs.end()) continue;
