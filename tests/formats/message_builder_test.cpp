@@ -169,36 +169,6 @@ TEST(MessageBuilder, RoundTripThroughReader) {
   }
 }
 
-TEST(MessageBuilder, FixedTexts) {
-  const std::string mailer = ToUtf8(GetMailer());
-  EXPECT_EQ(mailer.rfind("Harbourdesk EmailClient v.", 0), 0u) << mailer;
-  EXPECT_EQ(std::count(mailer.begin(), mailer.end(), '.'), 3) << mailer;
-  EXPECT_EQ(ToUtf8(CodeMailer(u"M")), "X-Mailer:M");
-  EXPECT_EQ(ToUtf8(docBlanc()),
-            "<!DOCTYPE HTML PUBLIC \"-//W3C//DTD HTML 4.0 Transitional//EN\"><html><head><META http-equiv=Content-Type "
-            "content=\"text/html\"><META content=\"MSHTML 6.00.2600.0\" name=GENERATOR></head><BODY></BODY></html>");
-}
-
-TEST(MessageBuilder, FileHelpers) {
-  test::TempDir dir;
-  const std::u16string f = dir.File("a.bin");
-  EXPECT_EQ(ReadFileBytes(f), u"");  // missing
-  EXPECT_FALSE(WriteFileBytes(f, u"", 2));
-  EXPECT_TRUE(WriteFileBytes(f, B("abcdef\xFF"), 2));
-  EXPECT_TRUE(WriteFileBytes(f, B("XY"), 2));  // no truncation: the old tail stays
-  EXPECT_EQ(Slurp(f), "XYcdef\xFF");
-  EXPECT_TRUE(WriteFileBytes(f, B("!"), 8));
-  EXPECT_EQ(ReadFileBytes(f), B("XYcdef\xFF!"));
-  EXPECT_TRUE(WriteFileBytes(f, U("Я"), 2));  // no single octet for it: "?"
-  EXPECT_EQ(Slurp(f).substr(0, 1), "?");
-
-  const std::u16string t = dir.File("u.txt");
-  EXPECT_TRUE(WriteTextFile(t, u"A\u042F", true, 2));
-  EXPECT_TRUE(WriteTextFile(t, u"B", true, 8));
-  EXPECT_EQ(Slurp(t), std::string("\xFF\xFE" "A\x00\x2F\x04" "B\x00", 8));
-  EXPECT_FALSE(WriteFileBytes(dir.File("no/such/folder/x"), u"x", 2));
-}
-
 TEST(FileNames, CleanUpAndCollisions) {
   const struct {
     const char* in;
