@@ -1,5 +1,6 @@
 // The database engine against the plain SQLite C API doing the same work in the same
-// run, on files with the same pragmas (rollback journal, synchronous=FULL, UTF-16):
+// run, on files with the same pragmas (the engine's journal mode, synchronous=FULL, UTF-16;
+// RAVELIN_BENCH_JOURNAL=DELETE runs both with the rollback journal):
 //   - adding letters with one 50 KiB attachment each, a commit per row and one
 //     transaction for all;
 //   - a three-way LEFT JOIN over 100,000 letters (one folder, in key order): opening it
@@ -46,11 +47,22 @@ const std::u16string kMessage(300, u'm');
 
 // ---- Plain SQLite ----------------------------------------------------------------------
 
+std::string JournalMode() {
+  static std::string mode = [] {
+    const char* env = std::getenv("RAVELIN_BENCH_JOURNAL");
+    std::string m = env && *env ? env : "WAL";
+    Engine().tuning().journalMode = FromUtf8(m);
+    return m;
+  }();
+  return mode;
+}
+
 sqlite3* PeerOpen(const std::string& path) {
   sqlite3* db = nullptr;
   sqlite3_open(path.c_str(), &db);
+  std::string pragmas = "PRAGMA encoding='UTF-16le'; PRAGMA journal_mode=" + JournalMode() + "; PRAGMA synchronous=FULL;";
+  sqlite3_exec(db, pragmas.c_str(), nullptr, nullptr, nullptr);
   sqlite3_exec(db,
-               "PRAGMA encoding='UTF-16le'; PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL;"
                "CREATE TABLE IF NOT EXISTS Letters(key INTEGER PRIMARY KEY AUTOINCREMENT, Subject TEXT COLLATE NOCASE,"
                " \"From\" TEXT COLLATE NOCASE, DateReceived REAL, DateWrote REAL, \"To\" TEXT COLLATE NOCASE,"
                " MailFolder TEXT COLLATE NOCASE, OldMailFolder TEXT COLLATE NOCASE, Message TEXT COLLATE NOCASE,"
@@ -119,6 +131,7 @@ void Index(Database& db, const std::u16string& table, const std::u16string& name
 }
 
 std::shared_ptr<Database> RavelinCreate(const std::string& path) {
+  JournalMode();
   auto db = CreateDatabase(FromUtf8(path), dbLangGeneral, dbVersion40);
   auto l = db->CreateTableDef(u"Letters");
   Field(*l, u"key", dbLong, 0, dbAutoIncrField);

@@ -551,7 +551,7 @@ class DBEngine {
  public:
   // How a file's connections write. Chosen by measurement; see engine.cpp.
   struct Tuning {
-    std::u16string journalMode = u"DELETE";  // DELETE, TRUNCATE, PERSIST or WAL
+    std::u16string journalMode = u"WAL";     // WAL, DELETE, TRUNCATE or PERSIST
     std::u16string synchronous = u"FULL";    // FULL or NORMAL
     int32_t busyTimeoutMs = 5000;            // wait for another process's lock
   };

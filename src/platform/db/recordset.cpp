@@ -2,10 +2,11 @@
 // the base rows by their row keys (added as hidden columns to the statement), searches
 // with criteria texts of the dialect.
 //
-// A row keeps its row keys and its short columns; the long ones (Memo, long binary) are
-// read by row key when the row becomes current and dropped again when the cursor
-// leaves it, as a keyset cursor does: walking to the end costs a step per row, and a
-// walk over ten thousand attachments never holds more than one of them.
+// A row reached on the way (MoveLast, a far AbsolutePosition, a search) keeps only its
+// row keys and computed columns; its fields are read by row key when it becomes current,
+// as a keyset cursor does, so walking to the end costs a step per row. The long columns
+// (Memo, long binary) are let go when the cursor leaves a row: a walk over ten thousand
+// attachments never holds more than one of them.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -45,7 +46,8 @@ struct Ref {
 struct Row {
   std::vector<int64_t> rid;
   std::vector<Value> vals;
-  bool full = true;  // the long columns are loaded
+  bool small = true;  // the short base columns are loaded
+  bool full = true;   // the long ones too
   Bookmark bm = 0;
 };
 
@@ -122,7 +124,7 @@ struct RecordsetImpl : sql::NameResolver {
   int64_t mappedGeneration = -1;                        // schema the field indexes belong to
   std::unordered_map<std::string, std::string> writes;  // statement texts by table and fields
   std::unordered_set<std::string> seen, added;
-  std::vector<Stmt> loaders;
+  std::vector<Stmt> loaders, bigLoaders;
   int64_t tableCount = -1;
   std::u16string indexName;
   bool closed = false;
@@ -214,10 +216,10 @@ struct RecordsetImpl : sql::NameResolver {
         if (!added.empty() && added.count(Identity(r.rid, nullptr))) continue;
         if (dedupe && !seen.insert(Identity(r.rid, &contributing)).second) continue;
       }
-      r.full = full || !hasBig;
+      r.full = r.small = full || !updatable;
       r.vals.resize(cols.size());
       for (size_t c = 0; c < cols.size(); ++c)
-        if (r.full || !cols[c].big) r.vals[c] = ReadColumn(st, static_cast<int>(c), cols[c].type);
+        if (r.full || cols[c].ref < 0) r.vals[c] = ReadColumn(st, static_cast<int>(c), cols[c].type);
       if (hit) *hit = probe(st);
       r.bm = ++fetchSerial;
       rows.push_back(std::move(r));
@@ -249,32 +251,35 @@ struct RecordsetImpl : sql::NameResolver {
     return r;
   }
 
-  // Reads the long columns of a row.
+  // Reads the base columns of a row that were not read yet (all, or the long ones).
   void Load(Row& r) {
     if (r.full) return;
-    if (loaders.empty()) loaders.resize(refs.size());
+    bool onlyBig = r.small;
+    auto& set = onlyBig ? bigLoaders : loaders;
+    if (set.empty()) set.resize(refs.size());
     for (size_t k = 0; k < refs.size(); ++k) {
       const Ref& ref = refs[k];
-      if (ref.big.empty()) continue;
+      const std::vector<int>& which = onlyBig ? ref.big : ref.cols;
+      if (which.empty()) continue;
       if (r.rid[k] == kNoRid) {
-        for (int c : ref.big) r.vals[static_cast<size_t>(c)] = Value();
+        for (int c : which) r.vals[static_cast<size_t>(c)] = Value();
         continue;
       }
-      if (!loaders[k]) {
+      if (!set[k]) {
         std::string list;
-        for (int c : ref.big) list += (list.empty() ? "" : ", ") + sql::QuoteName(cols[static_cast<size_t>(c)].meta.name);
-        loaders[k] = Stmt(conn->db(), "SELECT " + list + " FROM " + sql::QuoteName(ref.table) + " WHERE rowid=?1");
+        for (int c : which) list += (list.empty() ? "" : ", ") + sql::QuoteName(cols[static_cast<size_t>(c)].meta.name);
+        set[k] = Stmt(conn->db(), "SELECT " + list + " FROM " + sql::QuoteName(ref.table) + " WHERE rowid=?1");
       }
-      sqlite3_stmt* st = loaders[k].get();
+      sqlite3_stmt* st = set[k].get();
       sqlite3_bind_int64(st, 1, r.rid[k]);
       bool found = sqlite3_step(st) == SQLITE_ROW;
-      for (size_t j = 0; j < ref.big.size(); ++j) {
-        size_t c = static_cast<size_t>(ref.big[j]);
+      for (size_t j = 0; j < which.size(); ++j) {
+        size_t c = static_cast<size_t>(which[j]);
         r.vals[c] = found ? ReadColumn(st, static_cast<int>(j), cols[c].type) : Value();
       }
       sqlite3_reset(st);
     }
-    r.full = true;
+    r.small = r.full = true;
   }
 
   // Lets go of the long columns of a row the cursor leaves.
@@ -671,7 +676,7 @@ struct RecordsetImpl : sql::NameResolver {
           if (refs.size() == 1 || reserved[k] || RefDirty(k) || k == 0) r.rid[k] = Insert(k);
       });
       r.vals = std::move(buf);
-      r.full = true;
+      r.small = r.full = true;
       Drop(r);
       r.bm = kAddedBase + ++addSerial;
       lastModified = r.bm;
@@ -885,13 +890,14 @@ struct RecordsetImpl : sql::NameResolver {
   bool Matches(Row& r) {
     bool wasFull = r.full;
     bool hit = MatchesLoaded(r);
-    if (!wasFull) Drop(r);
+    if (!wasFull) Drop(r);  // keeps the short columns: the next search needs no reading
     return hit;
   }
   bool MatchesLoaded(Row& r) {
     if (critNative) {
       for (const auto& t : terms) {
-        if (!r.full && cols[static_cast<size_t>(t.col)].big) Load(r);
+        const Column& tc = cols[static_cast<size_t>(t.col)];
+        if (!r.full && tc.ref >= 0 && (tc.big || !r.small)) Load(r);
         if (!TermHolds(r.vals[static_cast<size_t>(t.col)], t)) return false;
       }
       return true;
@@ -1131,8 +1137,11 @@ void Recordset::Seek(std::u16string_view op, const ravelin::Value& key) {
   for (int64_t k = 0; k < n; ++k) {
     int64_t i = backward ? n - 1 - k : k;
     Row& r = m.rows[static_cast<size_t>(i)];
+    bool was = r.full;
     m.Load(r);
-    if (TermHolds(r.vals[static_cast<size_t>(col)], t)) return m.Hit(i);
+    bool hit = TermHolds(r.vals[static_cast<size_t>(col)], t);
+    if (!was) m.Drop(r);
+    if (hit) return m.Hit(i);
   }
 }
 
@@ -1182,6 +1191,7 @@ void Recordset::Close() {
   m.ReleaseStmt();
   m.critExpr.reset();
   m.loaders.clear();
+  m.bigLoaders.clear();
   m.rows.clear();
   m.pending.clear();
   m.closed = true;
