@@ -24,7 +24,9 @@ class StatementsTest : public MailDbTest {
     Exec(u"INSERT INTO PackItems (Pack_N, Msg_N) VALUES (10, 2)");
     const char16_t* links[] = {
         u"(1, 0, \"Root\\Work\", False)", u"(10, 1, \"Root\\Work\", False)", u"(3, 0, \"Root\\Workshop\", False)",
-        u"(2, 0, \"root\\work\\sub\", True)"};
+        u"(2, 0, \"root\\work\\sub\", True)",
+        // A second link of pack 10: letter lists must not show its letters twice (distinctrow).
+        u"(10, 1, \"Root\\Other\", False)"};
     for (auto l : links) Exec(u"INSERT INTO Projects ([Obj ID], ObjType, Project, InsArcPrj) VALUES " + std::u16string(l));
   }
 
@@ -139,7 +141,7 @@ TEST_F(StatementsTest, PackListsAndPackLetters) {
     std::vector<int32_t> keys;
   };
   const Case cases[] = {
-      {"scope 0 without deleted: the side's packs and those of no project", unionShown, u"N", {11, 10}},
+      {"scope 0 without deleted: the side's packs and those of no project", unionShown, u"N", {11, 10, 10}},
       {"scope 0 with deleted, archive side: only packs of no project", unionAll, u"N", {11, 12}},
       {"scope 1", u"Select *, Null as Project,False as InsArcPrj From Packs  WHERE (Packs.N NOT IN  (SELECT N FROM Packs INNER "
                   u"JOIN Projects ON Packs.N=Projects.[Obj ID] WHERE Projects.ObjType=1)) and Packs.Deleted=False order by "
@@ -149,7 +151,7 @@ TEST_F(StatementsTest, PackListsAndPackLetters) {
                       u"and Projects.ObjType=1   )   )order by Packs.[N] desc;",
        u"N", {10}},
       {"scope 4", B + u"WHERE ( ((" + E(u"Root") + u") and (Projects.[InsArcPrj]=False))  and Projects.ObjType=1  )order by Packs.[N] desc;",
-       u"N", {10}},
+       u"N", {10, 10}},
       {"pack letters, undated first", packMsgs(u""), u"key", {2, 4}},
       {"HideDeleted lets every letter pass", packMsgs(D), u"key", {2, 4}},
       {"DeletedOnly finds none", packMsgs(DO), u"key", {}},
@@ -157,7 +159,7 @@ TEST_F(StatementsTest, PackListsAndPackLetters) {
                         u"and [MailFolder]=\"Recycle\";",
        u"key", {4}},
       {"attachments", u"Select * from Files WHERE (((Files.[N])=1));", u"N", {}},
-      {"project links", u"Select * From Projects  Where [Obj ID]=10 and ObjType=1;", u"Obj ID", {10}},
+      {"project links", u"Select * From Projects  Where [Obj ID]=10 and ObjType=1;", u"Obj ID", {10, 10}},
       {"pack links", u"Select * from PackItems Where Msg_N=2;", u"Pack_N", {10}},
       {"host job title", u"Select Packs.Name, Packs.[N] from Packs where [N]=11", u"N", {11}},
   };
