@@ -153,6 +153,12 @@ class Upgrade {
 
   void AddPrimaryIndex(const TdfPtr& tdf, const TableSchema& t) {
     if (t.primaryIndex.empty()) return;
+    // A table has one primary key; when it is there, the attempt would only be refused.
+    if (tdf->Stored()) {
+      ResumeNext rn;
+      for (const auto& idx : tdf->Indexes())
+        if (rn.Value([&] { return idx->Primary(); }, false)) return;
+    }
     std::shared_ptr<dao::Index> idx;
     Step([&] {
       idx = tdf->CreateIndex(t.primaryIndex);
@@ -428,7 +434,12 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
     }
     if (db) return db;
 
-    const std::u16string alt = rn.Value([&] { return host.MapStoredPath(FilePath); }, std::u16string());
+    const std::u16string alt = rn.Value(
+        [&] {
+          host.SetHostPath(module1::EffectiveAppPath());
+          return host.MapStoredPath(FilePath);
+        },
+        std::u16string());
     // The alternative location must be another file: erasing FilePath would lose it.
     if (!alt.empty() && alt != FilePath && fs::FileExists(alt) && tries < 2) {
       result.conversions.push_back(u"copied from " + alt);
@@ -524,7 +535,8 @@ bool CompressDb(const std::u16string& path) {
     const std::u16string bak = folder + u"EmailW~.mdb";
 
     ShowCompressCaption(u"cap1", u"Creating a a database backup ...");
-    fs::CopyFile(db, bak, true);
+    // The backup of the previous run is overwritten.
+    fs::CopyFile(db, bak, fs::FileExists(bak));
     // A temporary file left by an interrupted run would make the compaction fail.
     if (fs::FileExists(tmp)) {
       fs::SetAttributes(tmp, fs::kNormal);

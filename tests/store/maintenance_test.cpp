@@ -127,7 +127,7 @@ TEST_F(MaintenanceTest, OlderLayoutIsUpgradedInOneCall) {
   }
   const auto r = store::CorrectDB(DbPath());
   EXPECT_EQ(r.outcome, store::CorrectOutcome::Upgraded);
-  EXPECT_TRUE(host().Reports().empty()) << ToUtf8(host().Reports().front().err.Description);
+  EXPECT_TRUE(host().Reports().empty()) << ReportsText();
 
   // Links moved: letters without a pack keep their project and side; packs theirs.
   EXPECT_EQ(Links(), (std::vector<Link>{{1, 0, "P\\A", false}, {2, 0, "P\\B", true}, {11, 1, "X", true}}));
@@ -136,9 +136,8 @@ TEST_F(MaintenanceTest, OlderLayoutIsUpgradedInOneCall) {
   EXPECT_EQ(ColumnSet(u"Select * from PackItems", u"Pack_N"), (std::set<int32_t>{11, 12}));
   // No letter lost.
   EXPECT_EQ(ColumnSet(u"Select * from Letters", u"key"), (std::set<int32_t>{1, 2, 3, 4, 5}));
-  // Checked became Flags; the older rule got only the missing fields, with their defaults.
+  // Checked became Flags.
   EXPECT_EQ(Column(u"Select * from Accounts order by [User]", u"Flags"), (std::vector<int32_t>{0, 1}));
-  EXPECT_EQ(Column(u"Select * from Rules", u"Flags"), std::vector<int32_t>{15});
 
   auto db = Open();
   for (const auto& [table, field] : std::vector<std::pair<std::u16string, std::u16string>>{
@@ -149,10 +148,13 @@ TEST_F(MaintenanceTest, OlderLayoutIsUpgradedInOneCall) {
            {u"Letters", u"OldMailFolder"}, {u"Accounts", u"Flags"}, {u"Accounts", u"Method"}, {u"Files", u"AVPchecked"},
            {u"Rules", u"Enable"}, {u"Files", u"Content-Location"}})
     EXPECT_TRUE(HasColumn(*db, table, field)) << ToUtf8(table + u"." + field);
+  // The older rule got the missing fields only; its own values stay.
   auto rule = db->OpenRecordset(u"Rules");
   EXPECT_EQ(rule->GetField(u"RuleName").AsText(), u"old rule");
-  EXPECT_TRUE(NullConvBool(rule->GetField(u"Enable")));
+  EXPECT_EQ(rule->GetField(u"Subject").AsText(), u"invoice");
+  EXPECT_EQ(NullConvLng(rule->GetField(u"N")), 3);
   rule->Close();
+  EXPECT_EQ(db->TableDefs().Item(u"Rules")->Fields().Count(), 20);
   // An existing MailFolders table keeps its rows as they are.
   EXPECT_EQ(db->TableDefs().Item(u"MailFolders")->RecordCount(), 1);
   db->Close();
@@ -209,7 +211,7 @@ TEST_F(MaintenanceTest, FilesElsewhereAreBroughtInAndUpgraded) {
     EXPECT_TRUE(fs::GetAttributes(DbPath()) & fs::kHidden);
     EXPECT_EQ(recorder->Captions(), r.captions);
     EXPECT_FALSE(DefaultCompressWindow().Loaded());
-    EXPECT_TRUE(host().Reports().empty());
+    EXPECT_TRUE(host().Reports().empty()) << ReportsText();
     // Once converted, the file is simply current.
     EXPECT_EQ(store::CorrectDB(DbPath()).outcome, store::CorrectOutcome::Current);
   }
@@ -221,7 +223,7 @@ TEST_F(MaintenanceTest, HeldOrUnreadableFilesAreLeftAlone) {
   {
     auto holder = dao::OpenDatabase(DbPath(), true);
     EXPECT_EQ(store::CorrectDB(DbPath()).outcome, store::CorrectOutcome::Locked);
-    EXPECT_TRUE(host().Reports().empty());
+    EXPECT_TRUE(host().Reports().empty()) << ReportsText();
     EXPECT_EQ(store::EnumFieldsFrom(DbPath(), u"Letters"), u"");
     ASSERT_EQ(user().shown.size(), 1u);
     EXPECT_EQ(user().shown[0].style, 16);
@@ -261,7 +263,7 @@ TEST_F(MaintenanceTest, CompressKeepsABackupAndReplacesTheFile) {
                                                               u"Compression of base ...",
                                                               u"Removing the old versions ..."}));
   EXPECT_EQ(recorder->events.back(), u"unload");
-  EXPECT_TRUE(host().Reports().empty());
+  EXPECT_TRUE(host().Reports().empty()) << ReportsText();
 
   // Nothing to compact: reported, and no file appears.
   fs::SetAttributes(DbPath(), 0);

@@ -87,13 +87,15 @@ TEST_F(RecordSourceRowsTest, LettersByScopeAndFlag) {
       {"Inbox", "P", 2, true, {4, 5}},
       {"Inbox", "P", 1026, false, {1}},
       {"Outbox", "P", 1026, false, {7}},
-      // P and everything below it, case ignored; not the sibling "Pother".
-      {"Inbox", "P", 4, false, {1, 2, 4, 10}},
-      {"Inbox", "p\\SUB", 4, false, {2, 10}},
+      // P and everything below it on either side, case ignored; not the sibling "Pother".
+      // The scope is used over all folders (its statement has no PackItems to show).
+      {"Inbox", "P", 4 + 512, false, {1, 2, 4, 10, 12}},
+      {"Inbox", "p\\SUB", 4 + 512, false, {2, 10}},
       {"Inbox", "", 512, false, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
       {"Inbox", "", 512 + 2048, false, {1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12}},
       {"Inbox", "P", 2 + 512, false, {1, 5, 7, 8, 12}},
-      {"Inbox", "P", 2 + 512 + 2048, false, {1, 5, 7, 12}},
+      // NotDeleted joins the own-link branch only: a recycled letter of a pack of P stays.
+      {"Inbox", "P", 2 + 512 + 2048, false, {1, 5, 7, 8, 12}},
       {"Inbox", "", 1 + 512, false, {6, 11}},
       {"Recycle", "", 2048, false, {}},
   };

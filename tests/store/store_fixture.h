@@ -60,6 +60,14 @@ class StoreFixture : public HomeFixture {
     return db.TableDefs().Item(table)->Fields().Contains(field);
   }
 
+  // The failures reported so far, one per line, for assertion messages.
+  std::string ReportsText() {
+    std::string s;
+    for (const auto& r : host().Reports())
+      s += ToUtf8(r.source) + ": " + std::to_string(r.err.Number) + " " + ToUtf8(r.err.Description) + "\n";
+    return s;
+  }
+
   Ravelin mail;
 };
 
