@@ -21,7 +21,9 @@ int RunInit(Context& ctx) {
   store::CorrectResult r = store::CorrectDB(path);
   SetCompressView(nullptr);
   for (const auto& c : r.conversions) ctx.out << "  " << ToUtf8(c) << "\n";
-  for (const auto& c : r.changes) ctx.out << "  added " << ToUtf8(c) << "\n";
+  // A new file's tables are all new: only an upgrade lists what it did.
+  if (r.outcome != store::CorrectOutcome::Created)
+    for (const auto& c : r.changes) ctx.out << "  " << ToUtf8(c) << "\n";
   switch (r.outcome) {
     case store::CorrectOutcome::Created:
       ctx.out << "created " << ToUtf8(path) << "\n";

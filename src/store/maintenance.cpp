@@ -130,7 +130,7 @@ class Upgrade {
       ApplyRules(*fld, f);
     });
     if (fld && Step([&] { tdf->Fields().Append(fld); }) && tdf->Stored())
-      result_.changes.push_back(tdf->Name() + u"." + f.name);
+      result_.changes.push_back(u"added field " + tdf->Name() + u"." + f.name);
     return fld;
   }
 
@@ -171,7 +171,7 @@ class Upgrade {
   // Creates the table of a new definition; a stored one gives "already there" (3367).
   void AppendTable(const TdfPtr& tdf) {
     const bool wasNew = !tdf->Stored();
-    if (Step([&] { db_->TableDefs().Append(tdf); }) && wasNew) result_.changes.push_back(u"table " + tdf->Name());
+    if (Step([&] { db_->TableDefs().Append(tdf); }) && wasNew) result_.changes.push_back(u"added table " + tdf->Name());
   }
 
   void UpgradeTable(const std::u16string& name) {
@@ -250,7 +250,7 @@ class Upgrade {
     });
     if (prj) Step([&] { prj->Close(); });
     if (hadFolder) {
-      result_.changes.push_back(u"project links of letters and packs moved to Projects");
+      result_.changes.push_back(u"moved the project links of letters and packs to Projects");
       DropField(letters, u"Folder");
       DropField(letters, u"InsArcPrj");
       DropField(packs, u"Folder");
@@ -279,7 +279,7 @@ class Upgrade {
         });
       });
       if (items) Step([&] { items->Close(); });
-      result_.changes.push_back(u"pack membership of letters moved to PackItems");
+      result_.changes.push_back(u"moved the pack membership of letters to PackItems");
       DropField(letters, u"Pack_N");
     }
   }
@@ -319,7 +319,7 @@ class Upgrade {
     });
     if (!added) return;
     if (tdf->Stored()) {
-      result_.changes.push_back(u"MailFolders.MailFolder");
+      result_.changes.push_back(u"added field MailFolders.MailFolder");
       return;
     }
     AppendTable(tdf);
@@ -351,7 +351,7 @@ class Upgrade {
           qd->SetSQL(u"");
         });
       } else {
-        result_.changes.push_back(u"query " + names[i]);
+        result_.changes.push_back(u"added query " + names[i]);
       }
       rn.Clear();
       if (qd) rn([&] { db_->QueryDefs().Append(qd); });
@@ -361,7 +361,7 @@ class Upgrade {
 
   void DropField(const TdfPtr& tdf, const std::u16string& field) {
     if (HasField(tdf, field) && Step([&] { tdf->Fields().Delete(field); }))
-      result_.changes.push_back(u"dropped " + tdf->Name() + u"." + field);
+      result_.changes.push_back(u"dropped field " + tdf->Name() + u"." + field);
   }
 
   static Value ArcOf(dao::Recordset& rs) {

@@ -28,7 +28,8 @@ enum class CorrectOutcome {
 
 struct CorrectResult {
   CorrectOutcome outcome = CorrectOutcome::Failed;
-  // What was added or moved, one line each ("table Projects", "field Accounts.Flags", ...).
+  // What was added, moved or dropped, one line each ("added table Projects",
+  // "added field Accounts.Flags", "dropped field Letters.Folder", ...).
   std::vector<std::u16string> changes;
   // Conversions of part one, in order ("compacted old format", "copied from <path>").
   std::vector<std::u16string> conversions;
