@@ -389,7 +389,9 @@ int List(Context& ctx) {
   if (pack > 0) {
     source = ctx.mail.GetPackMsgRecordSource(pack, ShowAll);
   } else {
-    const int32_t flags = project ? (args.Has("--below") ? InsCurPrj : CurPrj) : Allmsg;
+    // The statement of a project and the projects below it can't name a folder (it reads
+    // no pack columns), so it takes every folder and the rows are filtered here.
+    const int32_t flags = project ? (args.Has("--below") ? InsCurPrj | AllmFolders : CurPrj) : Allmsg;
     source = ctx.mail.GetRecordSource(folder, FromUtf8(project.value_or("")), flags, order, args.Has("--archive"));
   }
   if (source.empty()) {
@@ -406,7 +408,9 @@ int List(Context& ctx) {
     auto db = store::detail::OpenMailDatabase();
     auto rs = db->OpenRecordset(source, dao::dbOpenSnapshot);
     // The statement of a pack lists the Recycle folder too: the filter here tells the truth.
+    const bool allFolders = pack == 0 && project && args.Has("--below");
     const auto wanted = [&](dao::Recordset& r) {
+      if (allFolders) return TextEquals(NullConvStr(r.GetField(u"MailFolder")), folder);
       if (pack == 0) return true;
       const bool inRecycle = TextEquals(NullConvStr(r.GetField(u"MailFolder")), u"Recycle");
       return args.Has("--deleted") ? inRecycle : !inRecycle;
