@@ -120,6 +120,7 @@ struct RecordsetImpl : sql::NameResolver {
   bool noMatch = false;
   bool dedupe = false;
   std::vector<int> contributing;
+  std::vector<sql::JoinPair> joins;
   bool hasBig = false;
   int64_t mappedGeneration = -1;                        // schema the field indexes belong to
   std::unordered_map<std::string, std::string> writes;  // statement texts by table and fields
@@ -368,6 +369,7 @@ struct RecordsetImpl : sql::NameResolver {
       sqlText.insert(st.selectListEnd, extra);
     }
     baseSql = sqlText;
+    joins = st.joins;
     AcquireStmt();
     MapColumns(st);
     SavePlan(key);
@@ -382,10 +384,11 @@ struct RecordsetImpl : sql::NameResolver {
     std::vector<Column> cols;
     std::vector<Ref> refs;
     std::vector<int> contributing;
+    std::vector<sql::JoinPair> joins;
     int ridBase;
   };
   void SavePlan(const std::u16string& key) {
-    auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, dedupe, hasBig, sqlText, cols, refs, contributing, ridBase});
+    auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, dedupe, hasBig, sqlText, cols, refs, contributing, joins, ridBase});
     if (conn->Plans().size() > 256) conn->Plans().clear();
     conn->Plans()[key] = std::move(p);
   }
@@ -402,6 +405,7 @@ struct RecordsetImpl : sql::NameResolver {
     cols = p.cols;
     refs = p.refs;
     contributing = p.contributing;
+    joins = p.joins;
     ridBase = p.ridBase;
     reserved.assign(refs.size(), 0);
     mappedGeneration = conn->Generation();
@@ -644,6 +648,38 @@ struct RecordsetImpl : sql::NameResolver {
     if (conn->StepWrite(st, meta->name) == 0) ThrowDb(3167, u"Record is deleted.");
   }
 
+  // A row added to the empty side of an outer join takes its join fields from the other
+  // side ("ON A.x = B.y"), as the original engine filled them, unless the caller set them.
+  void FillJoinKeys(size_t k, const std::vector<int64_t>& rid) {
+    auto colOf = [&](size_t ref, const std::u16string& field) {
+      for (int c : refs[ref].cols)
+        if (sql::SameName(cols[static_cast<size_t>(c)].meta.name, field)) return c;
+      return -1;
+    };
+    auto refOf = [&](const std::u16string& alias) {
+      for (size_t j = 0; j < refs.size(); ++j)
+        if (sql::SameName(refs[j].alias, alias)) return static_cast<int>(j);
+      return -1;
+    };
+    for (const auto& p : joins) {
+      for (int side = 0; side < 2; ++side) {
+        const std::u16string& mineAlias = side ? p.rightAlias : p.leftAlias;
+        const std::u16string& mineField = side ? p.rightField : p.leftField;
+        const std::u16string& otherAlias = side ? p.leftAlias : p.rightAlias;
+        const std::u16string& otherField = side ? p.leftField : p.rightField;
+        if (refOf(mineAlias) != static_cast<int>(k)) continue;
+        int j = refOf(otherAlias);
+        if (j < 0 || j == static_cast<int>(k) || rid[static_cast<size_t>(j)] == kNoRid) continue;
+        int mine = colOf(k, mineField);
+        int other = colOf(static_cast<size_t>(j), otherField);
+        if (mine < 0 || other < 0 || dirty[static_cast<size_t>(mine)]) continue;
+        const Column& mc = cols[static_cast<size_t>(mine)];
+        buf[static_cast<size_t>(mine)] = CoerceForField(buf[static_cast<size_t>(other)], mc.meta, refs[k].table);
+        dirty[static_cast<size_t>(mine)] = true;
+      }
+    }
+  }
+
   bool RefDirty(size_t k) const {
     for (int c : refs[k].cols)
       if (dirty[static_cast<size_t>(c)]) return true;
@@ -672,8 +708,11 @@ struct RecordsetImpl : sql::NameResolver {
       Row r;
       r.rid.assign(refs.size(), kNoRid);
       Atomic([&] {
-        for (size_t k = 0; k < refs.size(); ++k)
-          if (refs.size() == 1 || reserved[k] || RefDirty(k) || k == 0) r.rid[k] = Insert(k);
+        for (size_t k = 0; k < refs.size(); ++k) {
+          if (!(refs.size() == 1 || reserved[k] || RefDirty(k) || k == 0)) continue;
+          FillJoinKeys(k, r.rid);
+          r.rid[k] = Insert(k);
+        }
       });
       r.vals = std::move(buf);
       r.small = r.full = true;
@@ -693,8 +732,12 @@ struct RecordsetImpl : sql::NameResolver {
       Atomic([&] {
         for (size_t k = 0; k < refs.size(); ++k) {
           if (!RefDirty(k)) continue;
-          if (row.rid[k] == kNoRid) row.rid[k] = Insert(k);
-          else UpdateRow(k, row.rid[k]);
+          if (row.rid[k] == kNoRid) {
+            FillJoinKeys(k, row.rid);
+            row.rid[k] = Insert(k);
+          } else {
+            UpdateRow(k, row.rid[k]);
+          }
         }
       });
       for (size_t c = 0; c < cols.size(); ++c) {

@@ -315,6 +315,23 @@ void ReadTables(const Writer& w, size_t from, size_t to, Statement& st) {
   }
 }
 
+// The "A.x = B.y" equalities of the join conditions (outside subqueries).
+void ReadJoinPairs(const Writer& w, size_t from, size_t to, Statement& st) {
+  const auto& t = w.tokens();
+  auto dot = [&](size_t i) { return IsOp(t[i], u".") || IsOp(t[i], u"!"); };
+  for (size_t i = from; i < to; ++i) {
+    if (IsOp(t[i], u"(") && i + 1 < to && IsWord(t[i + 1], "select")) {
+      i = static_cast<size_t>(w.match(i));
+      continue;
+    }
+    if (i + 6 < to && IsNameTok(t[i]) && dot(i + 1) && IsNameTok(t[i + 2]) && IsOp(t[i + 3], u"=") &&
+        IsNameTok(t[i + 4]) && dot(i + 5) && IsNameTok(t[i + 6]) && (i == from || !dot(i - 1))) {
+      st.joins.push_back({t[i].text, t[i + 2].text, t[i + 4].text, t[i + 6].text});
+      i += 6;
+    }
+  }
+}
+
 void ReadItems(const Writer& w, size_t from, size_t to, Statement& st) {
   const auto& t = w.tokens();
   size_t start = from;
@@ -599,7 +616,10 @@ Statement Translate(std::u16string_view text) {
       }
     }
     ReadItems(w, itemsStart, fromTok, st);
-    if (fromTok < firstEnd) ReadTables(w, fromTok + 1, fromEnd, st);
+    if (fromTok < firstEnd) {
+      ReadTables(w, fromTok + 1, fromEnd, st);
+      ReadJoinPairs(w, fromTok + 1, fromEnd, st);
+    }
     w.Render(nullptr);
     w.WrapConcatenations();
     if (fromTok < firstEnd && !st.compound) FlattenJoins(w, fromTok + 1, fromEnd);

@@ -41,6 +41,11 @@ struct SelectItem {
   bool IsColumn() const { return !star && !column.empty(); }
 };
 
+// "A.x = B.y" of a join condition.
+struct JoinPair {
+  std::u16string leftAlias, leftField, rightAlias, rightField;
+};
+
 struct Statement {
   enum Kind { Select, Action, Other };
   Kind kind = Other;
@@ -51,6 +56,7 @@ struct Statement {
   bool grouped = false;         // GROUP BY / HAVING / aggregate-looking
   std::vector<TableRef> tables; // FROM of the (first) select, in order, outside subqueries
   std::vector<SelectItem> items;
+  std::vector<JoinPair> joins;  // the column equalities of the FROM clause's conditions
   size_t selectListEnd = std::string::npos;  // offset in sql where columns can be added
   bool hasWhere = false;
   bool hasOrder = false;

@@ -172,6 +172,18 @@ TEST_F(StatementsTest, PackListsAndPackLetters) {
   rs->Fields(u"InsArcPrj") = Value(true);
   rs->Update();
   EXPECT_EQ(CountOf(u"Select * from Projects where Project=\"Root\\Moved\" and InsArcPrj=True and [Obj ID]=10"), 1);
+  // A pack of no project gets its link row, joined by its number, when the list sets one.
+  auto all = db->OpenRecordset(B + u"WHERE Packs.N=11;");
+  ASSERT_TRUE(all->Fields(u"Project").Value().IsNull());
+  all->Edit();
+  all->Fields(u"Project") = Value(u"Root\\New");
+  all->Fields(u"ObjType") = Value(int32_t{1});
+  all->Update();
+  EXPECT_EQ(CountOf(u"Select * from Projects where Project=\"Root\\New\" and ObjType=1 and [Obj ID]=11"), 1);
+  all->Edit();  // the row now has its link: a second edit changes it, adds none
+  all->Fields(u"Project") = Value(u"Root\\Newer");
+  all->Update();
+  EXPECT_EQ(CountOf(u"Select * from Projects where [Obj ID]=11"), 1);
 }
 
 }  // namespace
