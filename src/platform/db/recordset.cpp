@@ -33,6 +33,7 @@ struct Column {
   int type = -1;  // how it is read
   bool big = false;  // Memo or long binary of a base table: read on demand
   int field = -1;    // index of its field in the table's rules
+  bool rowKey = false;  // the table's auto-number that is its SQLite row key: equals the row key
   Value defaultValue;
 };
 
@@ -478,6 +479,7 @@ struct RecordsetImpl : sql::NameResolver {
           c.meta = *f;
           c.hasMeta = true;
           c.type = f->type;
+          c.rowKey = m->autoIsRowKey && m->fields[static_cast<size_t>(m->autoField)].name == f->name;
         } else {
           k = -1;
         }
@@ -940,6 +942,12 @@ struct RecordsetImpl : sql::NameResolver {
     if (critNative) {
       for (const auto& t : terms) {
         const Column& tc = cols[static_cast<size_t>(t.col)];
+        if (tc.rowKey && updatable && !r.small) {
+          // The key is the row key itself: no need to read the row.
+          int64_t key = r.rid[static_cast<size_t>(tc.ref)];
+          if (key == kNoRid || !TermHolds(Value(static_cast<double>(key)), t)) return false;
+          continue;
+        }
         if (!r.full && tc.ref >= 0 && (tc.big || !r.small)) Load(r);
         if (!TermHolds(r.vals[static_cast<size_t>(t.col)], t)) return false;
       }

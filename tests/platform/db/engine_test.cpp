@@ -237,6 +237,26 @@ TEST(EngineProcesses, TwoProcessesShareOneFile) {
       });
   EXPECT_EQ(rc, 0);
   EXPECT_EQ(OpenDatabase(path)->Version(), u"4.0");
+  // A process that dies in the middle of its writes leaves the file as it was.
+  rc = InChild([&]() -> int {
+    auto db = OpenDatabase(path);
+    Engine().BeginTrans();
+    auto rs = db->OpenRecordset(u"Letters");
+    for (int i = 0; i < 200; ++i) {
+      rs->AddNew();
+      rs->Fields(u"MailFolder") = Value(u"Inbox");
+      rs->Update();
+    }
+    _exit(7);  // no commit, no close
+  });
+  EXPECT_EQ(rc, 7);
+  auto db = OpenDatabase(path);
+  auto rs = db->OpenRecordset(u"Letters");
+  rs->MoveLast();
+  EXPECT_EQ(rs->RecordCount(), 2);
+  rs->AddNew();
+  EXPECT_EQ(rs->Fields(u"key").Value().AsLong(), 3);
+  rs->CancelUpdate();
 }
 
 }  // namespace
