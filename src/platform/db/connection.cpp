@@ -490,7 +490,7 @@ int Collate(void*, int na, const void* a, int nb, const void* b) {
 }  // namespace
 
 void RegisterFunctions(sqlite3* db) {
-  sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF16, nullptr, Collate);
+  sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF16_ALIGNED, nullptr, Collate);
   struct Def {
     const char* name;
     int argc;
