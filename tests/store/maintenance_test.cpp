@@ -163,20 +163,6 @@ TEST_F(MaintenanceTest, OlderLayoutIsUpgradedInOneCall) {
   EXPECT_EQ(Links().size(), 3u);
 }
 
-TEST_F(MaintenanceTest, AccountsWithoutCheckedGetFlagsOne) {
-  {
-    auto db = dao::CreateDatabase(DbPath(), dao::dbLangGeneral, dao::dbVersion40);
-    MakeTable(*db, u"Accounts", {{u"User", dao::dbText, 255}, {u"@after", dao::dbText, 255}});
-    Exec(*db, "INSERT INTO Accounts ([User], [@after]) VALUES (\"a\", \"b.org\")");
-    db->Close();
-  }
-  EXPECT_EQ(store::CorrectDB(DbPath()).outcome, store::CorrectOutcome::Upgraded);
-  EXPECT_EQ(Column(u"Select * from Accounts", u"Flags"), std::vector<int32_t>{1});
-  auto db = Open();
-  EXPECT_EQ(MailTables(*db).size(), 8u);
-  db->Close();
-}
-
 TEST_F(MaintenanceTest, FilesElsewhereAreBroughtInAndUpgraded) {
   struct Row {
     const char* what;

@@ -1,7 +1,6 @@
 // The list statements run on a seeded mail database: which letters and packs each scope
 // and flag returns, including the kept quirks (the live-side pack link, "Recycle " with
 // its blank, the Union without the other side's packs, the 1980 date of undated letters).
-#include "platform/filesystem.h"
 #include "store/maintenance.h"
 #include "store/record_sources.h"
 #include "store/store_fixture.h"
@@ -183,17 +182,6 @@ TEST_F(RecordSourceRowsTest, PackLettersAndSmallLists) {
   EXPECT_EQ(Column(mail.GetDataPrjRS(101, objPack), u"Obj ID"), std::vector<int32_t>{101});
   EXPECT_TRUE(Column(mail.GetDataPrjRS(101, objLetter), u"Obj ID").empty());
   EXPECT_EQ(Column(mail.GetPackItemsRSbyLetter(7), u"Pack_N"), std::vector<int32_t>{101});
-}
-
-TEST_F(RecordSourceRowsTest, NoDatabaseGivesUnusableTextsAndNoCrash) {
-  // Builders read the field lists from the file; without one they still answer.
-  fs::SetAttributes(DbPath(), 0);
-  fs::DeleteFile(DbPath());
-  host().ClearReports();
-  const std::u16string sql = mail.GetRecordSource(u"Inbox", u"", 0, u"key");
-  EXPECT_NE(sql.find(u"Select distinctrow "), std::u16string::npos);
-  EXPECT_EQ(mail.DeletedMsgCount(101), 0);
-  EXPECT_FALSE(fs::FileExists(DbPath()));
 }
 
 }  // namespace
