@@ -520,11 +520,15 @@ class Database : public std::enable_shared_from_this<Database> {
   std::shared_ptr<QueryDef> CreateQueryDef(std::u16string name = {}, std::u16string sql = {});
 
   // `source` is a table name, a stored query's name or a statement in the system's
-  // dialect. Type 1 only for tables (3219 otherwise); 0 means the default: table-type
-  // for a table name, dynaset for the rest.
+  // dialect. Type 1 only for tables (3219 otherwise); 0 means a dynaset, which is what
+  // the store opens everywhere (FindFirst works on every type here).
+  // Errors: 3078 unknown table, 3061 unknown field, 3075 syntax, 3142 text after the end,
+  // 3219 an action statement.
   std::shared_ptr<Recordset> OpenRecordset(std::u16string_view source, int32_t type = 0,
                                            int32_t options = 0);
-  // Runs an action statement (INSERT/UPDATE/DELETE/CREATE ...); a select is refused with 3065.
+  // Runs an action statement (INSERT/UPDATE/DELETE); a select is refused with 3065, other
+  // statements with 3129. Statements write as SQLite does: the field rules (size,
+  // Required, zero length) are the recordsets' to enforce.
   void Execute(std::u16string_view sql, int32_t options = 0);
   int32_t RecordsAffected() const { return recordsAffected_; }
 
@@ -549,7 +553,8 @@ class Database : public std::enable_shared_from_this<Database> {
 // The engine: opens, creates and compacts files, and holds the transactions.
 class DBEngine {
  public:
-  // How a file's connections write. Chosen by measurement; see engine.cpp.
+  // How a file's connections write, read when a file is opened. Chosen by measurement;
+  // see engine.cpp.
   struct Tuning {
     std::u16string journalMode = u"WAL";     // WAL, DELETE, TRUNCATE or PERSIST
     std::u16string synchronous = u"FULL";    // FULL or NORMAL

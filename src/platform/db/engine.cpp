@@ -106,6 +106,13 @@ void SetVersion(sqlite3* db, int32_t options) {
   if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) ThrowSqlite(db, sqlite3_errcode(db));
 }
 
+// A new file must not meet the log or journal of a file that had its name before (left
+// by a crash, the file then deleted): SQLite would replay it into the new one.
+void RemoveStaleSidecars(const fsys::path& p) {
+  std::error_code ec;
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) fsys::remove(fsys::path(p.string() + suffix), ec);
+}
+
 std::shared_ptr<Connection> Connect(std::u16string_view path, bool exclusive) {
   fsys::path p = PathOf(path);
   std::error_code ec;
@@ -165,6 +172,7 @@ std::shared_ptr<Database> DBEngine::CreateDatabase(std::u16string_view path, std
   fsys::path p = PathOf(path);
   std::error_code ec;
   if (fsys::exists(p, ec)) ThrowDb(dberr::kDatabaseExists, u"Database already exists.");
+  RemoveStaleSidecars(p);
   sqlite3* db = RawOpen(p, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, path);
   std::string sql =
       "PRAGMA encoding='UTF-16le';"
@@ -210,6 +218,7 @@ void DBEngine::CompactDatabase(std::u16string_view src, std::u16string_view dst,
   std::error_code ec;
   if (!fsys::is_regular_file(s, ec)) ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(src) + u"'.");
   if (fsys::exists(d, ec)) ThrowDb(dberr::kDatabaseExists, u"Database already exists.");
+  RemoveStaleSidecars(d);
   auto it = State().open.find(KeyOf(s));
   if (it != State().open.end() && !it->second.expired()) InUse(src);
   int fd = LockFile(s, true, src);
