@@ -717,7 +717,9 @@ void Connection::Begin() {
     inTxn_ = true;
     return;
   }
-  Exec(explicit_ ? "BEGIN" : "BEGIN IMMEDIATE");
+  // The write lock is taken at once: a transaction that read first and wrote later could
+  // find, in WAL, that another process wrote in between and be refused outright.
+  Exec("BEGIN IMMEDIATE");
   inTxn_ = true;
 }
 
