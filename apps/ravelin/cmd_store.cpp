@@ -61,6 +61,17 @@ int RunCompress(Context& ctx) {
   return 0;
 }
 
+// What a host does once per start: bring the store into shape before the first query.
+// Failures are the store's to report; the command then meets them itself.
+const bool preparerInstalled = [] {
+  SetStorePreparer([](Context& ctx) {
+    SetCompressView(std::make_shared<CompressPrinter>(ctx.err));
+    store::CorrectDB(ctx.mail.GetDatabaseName());
+    SetCompressView(nullptr);
+  });
+  return true;
+}();
+
 CommandRegistrar initCommand({"init", "init", "create the mail database, or upgrade the one found", false, RunInit});
 CommandRegistrar compressCommand({"compress", "compress", "back up and compact the mail database", true, RunCompress});
 

@@ -80,7 +80,7 @@ void CopyFile(const std::u16string& from, const std::u16string& to, bool overwri
   if (!FileExists(from)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + from);
   if (!overwrite && FileExists(to))
     throw Error(errnum::kFileAlreadyExists, DefaultErrorText(errnum::kFileAlreadyExists) + u": " + to);
-  if (overwrite && (GetAttributes(to) & kReadOnly)) RaiseFromErrno(EACCES, to);
+  if (overwrite && FileExists(to) && (GetAttributes(to) & kReadOnly)) RaiseFromErrno(EACCES, to);
   stdfs::copy_file(P(from), P(to), stdfs::copy_options::overwrite_existing, ec);
   if (ec) RaiseFromErrno(ec.value(), to);
 }
