@@ -30,9 +30,7 @@ void PrintHelp(std::ostream& out) {
   std::vector<const Command*> cmds;
   for (const auto& c : Commands()) cmds.push_back(&c);
   std::sort(cmds.begin(), cmds.end(), [](auto* a, auto* b) { return a->name < b->name; });
-  size_t width = 0;
-  for (auto* c : cmds) width = std::max(width, c->usage.size());
-  for (auto* c : cmds) out << "  " << c->usage << std::string(width - c->usage.size() + 2, ' ') << c->summary << "\n";
+  for (auto* c : cmds) out << "  " << c->usage << "\n      " << c->summary << "\n";
 }
 
 }  // namespace
