@@ -20,8 +20,11 @@ for seed in "$root"/samples/*.eml "$root"/tests/formats/fuzz_regressions/* "$roo
 done
 
 status=0
+log="$build/fuzz-mime_parser.log"
+# libFuzzer reports every new input; its log goes to a file and only a failure is shown.
 "$build/fuzz/fuzz_mime_parser" "$corpus" -max_total_time="$seconds" -max_len=65536 -timeout=10 \
-  -rss_limit_mb=2048 -artifact_prefix="$artifacts" || status=$?
+  -rss_limit_mb=2048 -artifact_prefix="$artifacts" >"$log" 2>&1 || status=$?
+if [ "$status" -ne 0 ]; then tail -n 60 "$log"; fi
 
 found=0
 for crash in "$artifacts"crash-* "$artifacts"timeout-* "$artifacts"oom-* "$artifacts"leak-*; do
