@@ -23,14 +23,7 @@ using namespace std::string_literals;
 std::u16string B(const std::string& octets) { return BytesToByteText(octets); }
 std::string Show(const std::u16string& s) { return ToUtf8(s); }
 
-int ErrorNumberOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using test::ErrorOf;
 
 TEST(CodePageDirectory, KnowsTheNamesMailCarriesInAnyCase) {
   struct Row {
@@ -192,7 +185,7 @@ TEST(DecodeHeaderValue, ReadsEncodedWordsTheWayTheSystemDoes) {
     EXPECT_EQ(PlainDecodeHeaderValue(r.in), r.out) << "plain, input: " << Show(r.in);
   }
   for (const std::u16string bad : {u"Subject ends in =?", u"=?utf-8", u"ok =?x?B?QUI=?= then =?"})
-    EXPECT_EQ(ErrorNumberOf([&] { DecodeHeaderValue(bad); }), errnum::kInvalidProcedureCall) << Show(bad);
+    EXPECT_EQ(ErrorOf([&] { DecodeHeaderValue(bad); }), errnum::kInvalidProcedureCall) << Show(bad);
 }
 
 TEST(DecodeHeaderValue, AgreesWithThePlainDecoderOnNoisyValues) {
@@ -207,8 +200,8 @@ TEST(DecodeHeaderValue, AgreesWithThePlainDecoderOnNoisyValues) {
       s += pieces[(seed >> 16) % 14];
     }
     std::u16string fast, plain;
-    int fastError = ErrorNumberOf([&] { fast = DecodeHeaderValue(s); });
-    int plainError = ErrorNumberOf([&] { plain = PlainDecodeHeaderValue(s); });
+    int fastError = ErrorOf([&] { fast = DecodeHeaderValue(s); });
+    int plainError = ErrorOf([&] { plain = PlainDecodeHeaderValue(s); });
     ASSERT_EQ(fastError, plainError) << "input: " << Show(s);
     ASSERT_EQ(fast, plain) << "input: " << Show(s);
   }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/errors.h"
+#include "support/test_support.h"
 #include "core/text.h"
 #include "core/vbstring.h"
 
@@ -18,14 +19,7 @@ using namespace std::string_literals;
 std::u16string B(const std::string& octets) { return BytesToByteText(octets); }
 std::string Show(const std::u16string& s) { return ToUtf8(s); }
 
-int ErrorNumberOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using test::ErrorOf;
 
 TEST(Base64, RoundTripsEveryLengthAndOctetThroughSplitLines) {
   for (size_t len = 0; len <= 300; ++len) {
@@ -120,7 +114,7 @@ TEST(Base64, EncodesAndSizes) {
   EXPECT_EQ(Base64ToAscii(AsciiToBase64(wide)), narrow);
   const int32_t sizes[][2] = {{0, 0}, {1, 4}, {2, 4}, {3, 4}, {4, 8}, {300, 400}};
   for (const auto& s : sizes) EXPECT_EQ(CalcBase64strSize(s[0]), s[1]) << s[0];
-  EXPECT_EQ(ErrorNumberOf([] { CalcBase64strSize(2147483647); }), errnum::kOverflow);
+  EXPECT_EQ(ErrorOf([] { CalcBase64strSize(2147483647); }), errnum::kOverflow);
 }
 
 TEST(QuotedPrintable, EncodesEveryOctetOnOneLine) {
@@ -156,7 +150,7 @@ TEST(QuotedPrintable, DecodesSoftBreaksAndLenientEscapes) {
   };
   for (const auto& r : rows) EXPECT_EQ(Decode_quoted_printable(r.in), r.out) << "input: " << Show(r.in);
   for (const std::u16string bad : {u"a=4", u"=\r", u"xyz=3"})
-    EXPECT_EQ(ErrorNumberOf([&] { Decode_quoted_printable(bad); }), errnum::kInvalidProcedureCall) << Show(bad);
+    EXPECT_EQ(ErrorOf([&] { Decode_quoted_printable(bad); }), errnum::kInvalidProcedureCall) << Show(bad);
 }
 
 // The decoder as plainly written with the string functions: both removals, then the
@@ -192,8 +186,8 @@ TEST(QuotedPrintable, AgreesWithThePlainDecoderOnNoisyText) {
       s += pieces[(seed >> 16) % 12];
     }
     std::u16string fast, plain;
-    int fastError = ErrorNumberOf([&] { fast = Decode_quoted_printable(s); });
-    int plainError = ErrorNumberOf([&] { plain = PlainDecodeQP(s); });
+    int fastError = ErrorOf([&] { fast = Decode_quoted_printable(s); });
+    int plainError = ErrorOf([&] { plain = PlainDecodeQP(s); });
     ASSERT_EQ(fastError, plainError) << "input: " << Show(s);
     ASSERT_EQ(fast, plain) << "input: " << Show(s);
   }
@@ -211,7 +205,7 @@ TEST(Splitters, SplitAndCut) {
   EXPECT_EQ(SplitMsg(std::u16string(144, u'x'), u"|", 72, 72), std::u16string(72, u'x') + u"|" + std::u16string(72, u'x'));
   EXPECT_EQ(SplitMsg(u"abc", u"|", 72, 0), u"abc");
   EXPECT_EQ(SplitMsg(u"", u"|", 72, 72), u"");
-  EXPECT_EQ(ErrorNumberOf([] { SplitMsg(u"abc", u"|", 0, 0); }), 11);
+  EXPECT_EQ(ErrorOf([] { SplitMsg(u"abc", u"|", 0, 0); }), 11);
 }
 
 }  // namespace
