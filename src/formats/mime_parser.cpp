@@ -159,7 +159,12 @@ void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
       const size_t lf = body.substr(0, searchEnd).find(u'\n', searchFrom);
       if (lf != npos) {
         const int64_t start = static_cast<int64_t>(lf) + 2;
-        const int64_t length = end - start - 2;
+        // The CR LF ahead of the next delimiter is left out. A file stored with bare line
+        // feeds has one unit there, and cutting two would eat the text's last character.
+        const size_t before = static_cast<size_t>(end - 2);  // 0-based unit just before it
+        const bool bareLf = end >= 2 && before < body.size() && body[before] == u'\n' &&
+                            (before == 0 || body[before - 1] != u'\r');
+        const int64_t length = end - start - (bareLf ? 1 : 2);
         if (length >= 1) part = body.substr(static_cast<size_t>(start - 1), static_cast<size_t>(length));
       }
     }

@@ -222,6 +222,15 @@ TEST(MimeParser, Multiparts) {
   EXPECT_EQ(Out(two.attFiles[0].fData), "named");
   EXPECT_EQ(Out(two.attFiles[0].ftype + u"/" + two.attFiles[0].fsubtype), "text/plain");
   EXPECT_EQ(Out(two.attFiles[0].Content_ID), "<c>");
+
+  // a file stored with bare line feeds loses only its line feed ahead of a delimiter
+  const mailHeader lf = Parse(
+      "Content-Type: multipart/mixed; boundary=q\n\n"
+      "--q\nContent-Type: text/plain\n\nHello\n"
+      "--q\nContent-Type: application/octet-stream; name=x.bin\n\nXYZ\n--q--\n");
+  EXPECT_EQ(Out(lf.Message), "Hello");
+  ASSERT_EQ(lf.attFiles.size(), 1u);
+  EXPECT_EQ(Out(lf.attFiles[0].fData), "XYZ");
 }
 
 TEST(MimeParser, CyrillicFileNames) {
