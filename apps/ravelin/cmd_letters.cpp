@@ -120,13 +120,6 @@ std::string Column(const std::u16string& text, size_t width) {
 }
 
 // A letter's number from the command line: digits only, 1 and above.
-std::optional<int32_t> ParseKey(const std::string& s) {
-  if (s.empty() || s.size() > 9 || s.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
-  const int32_t n = std::stoi(s);
-  if (n < 1) return std::nullopt;
-  return n;
-}
-
 std::optional<std::u16string> CanonicalFolder(const std::string& name) {
   const std::u16string n = FromUtf8(name);
   for (const char16_t* f : kMailFolderNames)

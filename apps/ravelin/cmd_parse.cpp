@@ -156,9 +156,9 @@ int Export(Context& ctx) {
   if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
   if (args.Positional().size() != 1) return UsageError(ctx, "export needs one KEY");
   const std::string& keyText = args.Positional()[0];
-  if (keyText.empty() || keyText.find_first_not_of("0123456789") != std::string::npos || keyText.size() > 9)
-    return UsageError(ctx, "KEY must be a letter's number");
-  const std::u16string text = ctx.mail.CreateEML(std::stoi(keyText));
+  const auto key = ParseKey(keyText);
+  if (!key) return UsageError(ctx, "KEY must be a letter's number");
+  const std::u16string text = ctx.mail.CreateEML(*key);
   if (text.empty()) {
     ctx.err << "ravelin: no letter " << keyText << "\n";
     return 1;

@@ -28,6 +28,13 @@ void PrepareStore(Context& ctx) {
   if (Preparer()) Preparer()(ctx);
 }
 
+std::optional<int32_t> ParseKey(const std::string& s) {
+  if (s.empty() || s.size() > 9 || s.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
+  const int32_t n = std::stoi(s);
+  if (n < 1) return std::nullopt;
+  return n;
+}
+
 std::string Args::Parse() {
   auto isFlag = [&](const std::string& n) { return std::find(flags_.begin(), flags_.end(), n) != flags_.end(); };
   auto isOption = [&](const std::string& n) { return std::find(options_.begin(), options_.end(), n) != options_.end(); };

@@ -61,6 +61,9 @@ struct CommandRegistrar {
 // Prints "ravelin: <message>" on err and returns exit code 2 (bad usage) - for option errors.
 int UsageError(Context& ctx, const std::string& message);
 
+// A letter's key or a pack's number as typed: 1 to 999,999,999, digits only.
+std::optional<int32_t> ParseKey(const std::string& s);
+
 // What runs before a command that needs the store (CorrectDB on the store); the store's
 // commands install it. Without one, nothing runs.
 void SetStorePreparer(std::function<void(Context&)> prepare);

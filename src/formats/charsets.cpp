@@ -240,6 +240,18 @@ const SingleByteTables* SingleByteFor(int32_t cp) {
   return result;
 }
 
+// Copies units below 0x80, four at a time, until one is not; advances i and o.
+inline void CopyAsciiRun(const char16_t* s, size_t n, size_t& i, char16_t*& o) {
+  while (i + 4 <= n) {
+    uint64_t v;
+    std::memcpy(&v, s + i, 8);
+    if (v & 0xFF80FF80FF80FF80ull) break;
+    std::memcpy(o, &v, 8);
+    o += 4;
+    i += 4;
+  }
+}
+
 // UTF-8 octets of byte text to UTF-16. Each ill-formed sequence (its longest valid
 // beginning) becomes one U+FFFD, as browsers read broken mail.
 std::u16string Utf8ToUtf16(std::u16string_view in) {
@@ -249,15 +261,7 @@ std::u16string Utf8ToUtf16(std::u16string_view in) {
   const char16_t* s = in.data();
   size_t i = 0;
   while (i < n) {
-    // ASCII runs, four units at a time.
-    while (i + 4 <= n) {
-      uint64_t v;
-      std::memcpy(&v, s + i, 8);
-      if (v & 0xFF80FF80FF80FF80ull) break;
-      std::memcpy(o, &v, 8);
-      o += 4;
-      i += 4;
-    }
+    CopyAsciiRun(s, n, i, o);
     if (i >= n) break;
     uint32_t c = OctetOf(s[i]);
     if (c < 0x80) {
@@ -326,14 +330,7 @@ std::u16string Utf16ToUtf8(std::u16string_view in) {
   const char16_t* s = in.data();
   size_t i = 0;
   while (i < n) {
-    while (i + 4 <= n) {
-      uint64_t v;
-      std::memcpy(&v, s + i, 8);
-      if (v & 0xFF80FF80FF80FF80ull) break;
-      std::memcpy(o, &v, 8);
-      o += 4;
-      i += 4;
-    }
+    CopyAsciiRun(s, n, i, o);
     if (i >= n) break;
     uint32_t c = s[i++];
     if (c < 0x80) {
