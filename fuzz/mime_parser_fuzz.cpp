@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/text.h"
 #include "formats/message_builder.h"
 #include "formats/mime_parser.h"
+#include "runtime/text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::u16string text = ravelin::BytesToByteText(std::string_view(reinterpret_cast<const char*>(data), size));

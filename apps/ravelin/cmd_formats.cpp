@@ -5,10 +5,10 @@
 #include <string>
 
 #include "commands.h"
-#include "core/errors.h"
-#include "core/text.h"
 #include "formats/charsets.h"
 #include "formats/datetime.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
 
 namespace ravelin::cli {
 namespace {

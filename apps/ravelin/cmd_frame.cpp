@@ -2,9 +2,9 @@
 #include <ostream>
 
 #include "commands.h"
-#include "core/module1.h"
-#include "core/text.h"
 #include "platform/filesystem.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
 
 namespace ravelin::cli {
 namespace {

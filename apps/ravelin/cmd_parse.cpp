@@ -7,10 +7,10 @@
 #include <string>
 
 #include "commands.h"
-#include "core/text.h"
 #include "formats/message_builder.h"
 #include "formats/mime_parser.h"
 #include "platform/filesystem.h"
+#include "runtime/text.h"
 
 namespace ravelin::cli {
 namespace {

@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "commands.h"
-#include "core/text.h"
+#include "runtime/text.h"
 #include "store/maintenance.h"
 #include "windows/frm_compress.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "core/ravelin.h"
+#include "facade/ravelin.h"
 
 namespace ravelin::cli {
 

@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "commands.h"
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/text.h"
+#include "facade/ravelin.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
 #include "terminal.h"
+#include "windows/frm_compress.h"
 
 namespace ravelin::cli {
 namespace {
@@ -78,6 +79,7 @@ int Main(int argc, char** argv) {
   if (!home.empty()) host->SetHome(FromUtf8(home));
   SetHostCommon(host);
   InstallTerminalInteraction();
+  InstallCompressWindow();
   Ravelin& mail = module1::SharedMail();
   mail.AppPath(module1::EffectiveAppPath());
 

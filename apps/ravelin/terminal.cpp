@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "core/text.h"
 #include "platform/interaction.h"
+#include "runtime/text.h"
 
 namespace ravelin::cli {
 namespace {

@@ -15,9 +15,9 @@
 #include <filesystem>
 #include <string>
 
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/dao.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace {
 

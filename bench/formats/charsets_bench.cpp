@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
 #include "formats/charsets.h"
+#include "runtime/text.h"
 
 #ifdef RAVELIN_HAVE_GMIME
 #include <gmime/gmime.h>

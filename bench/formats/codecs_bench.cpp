@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
 #include "formats/codecs.h"
+#include "runtime/text.h"
 
 #ifdef RAVELIN_HAVE_GMIME
 #include <gmime/gmime.h>

@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
 #include "formats/codecs.h"
 #include "formats/message_builder.h"
 #include "formats/mime_parser.h"
+#include "runtime/text.h"
 
 namespace {
 

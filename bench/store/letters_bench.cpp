@@ -14,13 +14,13 @@
 
 #include <benchmark/benchmark.h>
 
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/text.h"
+#include "facade/ravelin.h"
 #include "formats/mime_parser.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
 #include "store/add_letter.h"
 #include "store/maintenance.h"
 

@@ -10,13 +10,13 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/text.h"
-#include "core/vbstring.h"
+#include "facade/ravelin.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 #include "store/maintenance.h"
 
 namespace ravelin {

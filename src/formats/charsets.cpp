@@ -13,10 +13,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "core/errors.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "formats/codecs.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 namespace {

@@ -10,8 +10,8 @@
 #include <limits>
 #include <memory>
 
-#include "core/errors.h"
-#include "core/vbstring.h"
+#include "runtime/errors.h"
+#include "runtime/vbstring.h"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>

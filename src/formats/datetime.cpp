@@ -9,11 +9,11 @@
 #include <mutex>
 #include <utility>
 
-#include "core/dates.h"
-#include "core/errors.h"
-#include "core/module1.h"
-#include "core/vbstring.h"
 #include "platform/interaction.h"
+#include "platform/module1.h"
+#include "runtime/dates.h"
+#include "runtime/errors.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 namespace {

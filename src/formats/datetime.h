@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/value.h"
+#include "runtime/value.h"
 
 namespace ravelin {
 

@@ -2,12 +2,12 @@
 
 #include <string>
 
-#include "core/module1.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "formats/charsets.h"
 #include "formats/codecs.h"
 #include "formats/large_buffers.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 

@@ -9,12 +9,12 @@
 #include <cstring>
 #include <utility>
 
-#include "core/resume.h"
-#include "core/vbstring.h"
 #include "formats/charsets.h"
 #include "formats/codecs.h"
 #include "formats/datetime.h"
 #include "formats/large_buffers.h"
+#include "runtime/resume.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
-#include "core/text.h"
 #include "platform/filesystem.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 

@@ -13,8 +13,8 @@
 #include <mutex>
 #include <string>
 
-#include "core/errors.h"
-#include "core/text.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
 
 namespace ravelin::fs {
 namespace {

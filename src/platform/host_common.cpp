@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "core/text.h"
 #include "platform/filesystem.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 namespace {

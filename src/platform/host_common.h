@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/errors.h"
-#include "core/value.h"
+#include "runtime/errors.h"
+#include "runtime/value.h"
 
 namespace ravelin {
 

@@ -1,15 +1,15 @@
 // Inserting letters: AddLetterFromMailHeader, FindAccountByAddress, AddLetterFromEML.
 #include "store/add_letter.h"
 
-#include "core/module1.h"
-#include "core/resume.h"
-#include "core/text.h"
-#include "core/value.h"
-#include "core/vbstring.h"
 #include "formats/datetime.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
 #include "platform/interaction.h"
+#include "platform/module1.h"
+#include "runtime/resume.h"
+#include "runtime/text.h"
+#include "runtime/value.h"
+#include "runtime/vbstring.h"
 #include "store/data_cursor.h"
 #include "store/record_sources.h"
 

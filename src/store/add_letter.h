@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "core/types.h"
 #include "formats/mime_parser.h"
+#include "runtime/types.h"
 
 namespace ravelin::store {
 

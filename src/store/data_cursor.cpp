@@ -1,7 +1,7 @@
 // The data cursor of windows and hosts, and the small database helpers of the store.
 #include "store/data_cursor.h"
 
-#include "core/module1.h"
+#include "platform/module1.h"
 
 namespace ravelin {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "core/errors.h"
 #include "platform/db/dao.h"
+#include "runtime/errors.h"
 
 namespace ravelin {
 

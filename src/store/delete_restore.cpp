@@ -1,11 +1,11 @@
 // Deleting letters to the recycle folder or out of the store, and restoring them.
 #include "store/delete_restore.h"
 
-#include "core/module1.h"
-#include "core/resume.h"
-#include "core/value.h"
-#include "core/vbstring.h"
 #include "platform/interaction.h"
+#include "platform/module1.h"
+#include "runtime/resume.h"
+#include "runtime/value.h"
+#include "runtime/vbstring.h"
 #include "store/data_cursor.h"
 #include "store/record_sources.h"
 

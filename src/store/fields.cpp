@@ -3,11 +3,11 @@
 
 #include <memory>
 
-#include "core/errors.h"
-#include "core/module1.h"
-#include "core/resume.h"
 #include "platform/db/dao.h"
 #include "platform/interaction.h"
+#include "platform/module1.h"
+#include "runtime/errors.h"
+#include "runtime/resume.h"
 
 namespace ravelin::store {
 

@@ -3,11 +3,10 @@
 
 #include <cmath>
 
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/resume.h"
-#include "core/vbstring.h"
 #include "formats/datetime.h"
+#include "platform/module1.h"
+#include "runtime/resume.h"
+#include "runtime/vbstring.h"
 #include "store/data_cursor.h"
 #include "store/record_sources.h"
 
@@ -153,7 +152,7 @@ void Letters::MailFolder(const std::u16string& v) {
   rn([&] { OpenDatabase(); });
   if (!db_) return;
   rn([&] {
-    const std::u16string source = module1::SharedMail().GetRecordSource(v, project_, Filter, Order, InsArcPrj);
+    const std::u16string source = store::GetRecordSource(store::FieldsOf(module1::GetEmailDbPath()), v, project_, Filter, Order, InsArcPrj);
     rs_ = OpenRows(*db_, source);
     folder_ = v;
   });
@@ -166,7 +165,7 @@ void Letters::PackNumber(const Value& v) {
   rn([&] { OpenDatabase(); });
   rn([&] {
     const int32_t n = v.AsLong();
-    const std::u16string source = module1::SharedMail().GetPacksItemRecordSource(n, ShowDelated, InsArcPrj);
+    const std::u16string source = store::GetPacksItemRecordSource(n, ShowDelated, InsArcPrj);
     rs_ = OpenRows(store::detail::Need(db_), source);
     packNumber_ = v;
   });

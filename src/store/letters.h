@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "core/types.h"
-#include "core/value.h"
 #include "platform/db/dao.h"
+#include "runtime/types.h"
+#include "runtime/value.h"
 
 namespace ravelin {
 

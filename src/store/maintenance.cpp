@@ -4,18 +4,18 @@
 #include <map>
 #include <memory>
 
-#include "core/errors.h"
-#include "core/module1.h"
-#include "core/resume.h"
-#include "core/types.h"
-#include "core/value.h"
-#include "core/vbstring.h"
 #include "platform/db/dao.h"
 #include "platform/event_loop.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "platform/module1.h"
+#include "runtime/errors.h"
+#include "runtime/resume.h"
+#include "runtime/types.h"
+#include "runtime/value.h"
+#include "runtime/vbstring.h"
+#include "store/compaction_progress.h"
 #include "store/schema.h"
-#include "windows/frm_compress.h"
 
 namespace ravelin::store {
 
@@ -28,7 +28,7 @@ constexpr char16_t kCompressSection[] = u"Module1.CompressDb";
 constexpr char16_t kCorrectSource[] = u"Ravelin.CorrectDb";
 
 void ShowCompressCaption(const char16_t* key, const char16_t* defaultText) {
-  DefaultCompressWindow().ShowCaption(module1::GetMUIString(kCompressSection, key, defaultText));
+  CurrentCompactionProgress()->ShowCaption(module1::GetMUIString(kCompressSection, key, defaultText));
 }
 
 void ShowCompressWindow() { ShowCompressCaption(u"cap2", u"Compression of base ..."); }
@@ -446,7 +446,7 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
       rn([&] { EraseHidden(FilePath); });
       rn([&] { dao::CompactDatabase(alt, FilePath, {}, dao::dbVersion40); });
       pump();
-      DefaultCompressWindow().Unload();
+      CurrentCompactionProgress()->Close();
       tries = 2;
       continue;
     }
@@ -458,7 +458,7 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
       rn([&] { EraseHidden(FilePath); });
       rn([&] { dao::CompactDatabase(old, FilePath, {}, dao::dbVersion40); });
       pump();
-      DefaultCompressWindow().Unload();
+      CurrentCompactionProgress()->Close();
       tries = 3;
       continue;
     }
@@ -472,7 +472,7 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
     rn([&] { EraseHidden(FilePath); });
     rn([&] { dao::CompactDatabase(oldAlt, FilePath, {}, dao::dbVersion40); });
     pump();
-    DefaultCompressWindow().Unload();
+    CurrentCompactionProgress()->Close();
     tries = 4;
   }
 }
@@ -527,7 +527,7 @@ CorrectResult CorrectDB(const std::u16string& FilePath) {
 }
 
 bool CompressDb(const std::u16string& path) {
-  frmCompress& window = DefaultCompressWindow();
+  const std::shared_ptr<CompactionProgress> window = CurrentCompactionProgress();
   try {
     const std::u16string db = path.empty() ? module1::GetEmailDbPath() : path;
     const std::u16string folder = fs::AddPathSlash(module1::GetDbFolder());
@@ -548,7 +548,7 @@ bool CompressDb(const std::u16string& path) {
     loop::PumpOnce();
     if (rn.LastError() || !fs::FileExists(tmp)) {
       // The database is untouched; a partial temporary file goes with the next run.
-      window.Unload();
+      window->Close();
       return false;
     }
     ShowCompressCaption(u"cap3", u"Removing the old versions ...");
@@ -556,10 +556,10 @@ bool CompressDb(const std::u16string& path) {
     loop::PumpOnce();
     fs::MoveFile(tmp, db);
     loop::PumpOnce();
-    window.Unload();
+    window->Close();
     return true;
   } catch (...) {
-    window.Unload();
+    window->Close();
     module1::ReportFailure(ErrObject::FromCurrentException(), kCompressSection);
     return false;
   }

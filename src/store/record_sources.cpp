@@ -1,12 +1,17 @@
 // Statement texts of the letter, pack and attachment lists (see record_sources.h).
 #include "store/record_sources.h"
 
-#include "core/resume.h"
-#include "core/value.h"
-#include "core/vbstring.h"
 #include "platform/db/dao.h"
+#include "runtime/resume.h"
+#include "runtime/value.h"
+#include "runtime/vbstring.h"
+#include "store/fields.h"
 
 namespace ravelin::store {
+
+FieldListFn FieldsOf(const std::u16string& dbPath) {
+  return [dbPath](const std::u16string& table) { return EnumFieldsFrom(dbPath, table); };
+}
 
 namespace {
 

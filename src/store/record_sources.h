@@ -11,13 +11,17 @@
 #include <functional>
 #include <string>
 
-#include "core/types.h"
+#include "runtime/types.h"
 
 namespace ravelin::store {
 
 // The column list of one table, "[t].[f1], [t].[f2], ... [t].[fn] " (trailing blank),
 // as EnumFieldsFrom reads it from the database. Empty when the table can't be read.
 using FieldListFn = std::function<std::u16string(const std::u16string& table)>;
+
+// F of the statements for the database at dbPath: each table's columns as that database
+// has them when the statement is built.
+FieldListFn FieldsOf(const std::u16string& dbPath);
 
 // The prefix test of the project scope "this project and everything below it": true for
 // a row whose [Projects].[Project] is P or starts with P followed by a backslash, case

@@ -1,7 +1,7 @@
 // The mail database's layout as data (see schema.h).
 #include "store/schema.h"
 
-#include "core/errors.h"
+#include "runtime/errors.h"
 
 namespace ravelin::store {
 

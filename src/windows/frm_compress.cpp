@@ -1,8 +1,8 @@
 // frmCompress and its views (see frm_compress.h).
 #include "windows/frm_compress.h"
 
-#include "core/text.h"
 #include "platform/event_loop.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 
@@ -50,6 +50,11 @@ void frmCompress::Unload() {
 frmCompress& DefaultCompressWindow() {
   static frmCompress window;
   return window;
+}
+
+void InstallCompressWindow() {
+  // The window lives for the whole process; the store gets a pointer that owns nothing.
+  store::SetCompactionProgress(std::shared_ptr<store::CompactionProgress>(&DefaultCompressWindow(), [](auto*) {}));
 }
 
 CompressView& CurrentCompressView() { return *ViewSlot(); }

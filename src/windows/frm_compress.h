@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "store/compaction_progress.h"
+
 namespace ravelin {
 
 // What displays the window. Show is called when the window appears, SetCaption after
@@ -42,13 +44,15 @@ class CompressPrinter : public CompressView {
   std::ostream& out_;
 };
 
-// The window's logic: shown on the first caption, loaded until Unload.
-class frmCompress {
+// The window's logic: shown on the first caption, loaded until Unload. It is the display
+// of the store's compaction progress once InstallCompressWindow has run.
+class frmCompress : public store::CompactionProgress {
  public:
   // Shows the window if it isn't loaded, sets the caption and refreshes.
-  void ShowCaption(const std::u16string& caption);
+  void ShowCaption(const std::u16string& caption) override;
   // Hides and unloads; nothing when the window isn't loaded.
   void Unload();
+  void Close() override { Unload(); }
   bool Loaded() const { return loaded_; }
   const std::u16string& Caption() const { return caption_; }
 
@@ -59,6 +63,8 @@ class frmCompress {
 
 // The default instance of the window, created on first use.
 frmCompress& DefaultCompressWindow();
+// Makes the default window the store's compaction display (hosts call it once at start).
+void InstallCompressWindow();
 // The view that displays it (a silent one until a host installs another).
 CompressView& CurrentCompressView();
 void SetCompressView(std::shared_ptr<CompressView> view);

@@ -1,12 +1,12 @@
 // The façade frame: database location, settings file, message lookup, message window.
 #include <gtest/gtest.h>
 
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/text.h"
-#include "core/uniini.h"
+#include "facade/ravelin.h"
 #include "platform/filesystem.h"
 #include "platform/language.h"
+#include "platform/module1.h"
+#include "platform/uniini.h"
+#include "runtime/text.h"
 #include "support/test_support.h"
 
 namespace ravelin {

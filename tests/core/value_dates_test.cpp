@@ -1,11 +1,11 @@
 // Value conversions, Null helpers, date serials and the general date format.
 #include <gtest/gtest.h>
 
-#include "core/dates.h"
-#include "core/errors.h"
+#include "runtime/dates.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/value.h"
 #include "support/test_support.h"
-#include "core/text.h"
-#include "core/value.h"
 
 namespace ravelin {
 namespace {

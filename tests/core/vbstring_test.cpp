@@ -1,11 +1,11 @@
 // The string helpers at their boundaries, in binary and text comparison.
-#include "core/vbstring.h"
+#include "runtime/vbstring.h"
 
 #include <gtest/gtest.h>
 
-#include "core/errors.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
 #include "support/test_support.h"
-#include "core/text.h"
 
 namespace ravelin {
 namespace {

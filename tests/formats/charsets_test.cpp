@@ -9,10 +9,10 @@
 #include <sstream>
 #include <string>
 
-#include "core/errors.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "formats/codecs.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 #include "support/test_support.h"
 
 namespace ravelin {

@@ -6,10 +6,10 @@
 #include <functional>
 #include <string>
 
-#include "core/errors.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 #include "support/test_support.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 
 namespace ravelin {
 namespace {

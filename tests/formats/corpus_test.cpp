@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
 #include "formats/mime_parser.h"
+#include "runtime/text.h"
 #include "support/test_support.h"
 
 namespace ravelin {

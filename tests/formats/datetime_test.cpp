@@ -8,8 +8,8 @@
 #include <ctime>
 #include <string>
 
-#include "core/dates.h"
-#include "core/text.h"
+#include "runtime/dates.h"
+#include "runtime/text.h"
 #include "support/test_support.h"
 
 namespace ravelin {

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "core/text.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 namespace {

@@ -2,9 +2,9 @@
 // from the accounts, the links and the attachment rows, and the .eml front end.
 #include "store/add_letter.h"
 
-#include "core/vbstring.h"
 #include "platform/filesystem.h"
 #include "platform/interaction.h"
+#include "runtime/vbstring.h"
 #include "store/letter_fixture.h"
 
 namespace ravelin::test {

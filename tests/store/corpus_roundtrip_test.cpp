@@ -5,9 +5,9 @@
 #include <cstring>
 #include <filesystem>
 
-#include "core/vbstring.h"
 #include "formats/message_builder.h"
 #include "platform/filesystem.h"
+#include "runtime/vbstring.h"
 #include "store/letter_fixture.h"
 
 namespace ravelin::test {

@@ -2,8 +2,8 @@
 // letters that aren't there.
 #include "store/delete_restore.h"
 
-#include "core/vbstring.h"
 #include "platform/interaction.h"
+#include "runtime/vbstring.h"
 #include "store/add_letter.h"
 #include "store/data_cursor.h"
 #include "store/letter_fixture.h"

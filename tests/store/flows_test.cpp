@@ -1,8 +1,8 @@
 // What a host does with the store, end to end through the façade: import .eml files,
 // find them by folder, delete and restore, purge link by link, and the folder chosen by
 // the user's accounts.
-#include "core/vbstring.h"
 #include "platform/filesystem.h"
+#include "runtime/vbstring.h"
 #include "store/letter_fixture.h"
 #include "store/letters.h"
 #include "store/record_sources.h"

@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 
-#include "core/dates.h"
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/text.h"
-#include "core/value.h"
+#include "facade/ravelin.h"
 #include "formats/mime_parser.h"
 #include "platform/db/dao.h"
+#include "platform/module1.h"
+#include "runtime/dates.h"
+#include "runtime/text.h"
+#include "runtime/value.h"
 #include "store/maintenance.h"
 #include "support/test_support.h"
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "core/vbstring.h"
 #include "formats/datetime.h"
+#include "runtime/vbstring.h"
 #include "store/add_letter.h"
 #include "store/letter_fixture.h"
 

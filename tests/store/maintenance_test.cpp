@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <tuple>
 
-#include "core/module1.h"
 #include "platform/filesystem.h"
+#include "platform/module1.h"
 #include "store/fields.h"
 #include "store/maintenance.h"
 #include "store/store_fixture.h"
@@ -78,6 +78,7 @@ class MaintenanceTest : public StoreFixture {
  protected:
   void SetUp() override {
     StoreFixture::SetUp();
+    InstallCompressWindow();
     SetCompressView(recorder);
   }
   void TearDown() override {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/text.h"
+#include "runtime/text.h"
 #include "store/record_sources.h"
 
 namespace ravelin::store {

@@ -2,8 +2,8 @@
 // CorrectDB that changes nothing.
 #include <map>
 
-#include "core/module1.h"
 #include "platform/filesystem.h"
+#include "platform/module1.h"
 #include "store/maintenance.h"
 #include "store/store_fixture.h"
 

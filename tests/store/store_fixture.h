@@ -10,9 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "core/ravelin.h"
-#include "core/text.h"
+#include "facade/ravelin.h"
 #include "platform/db/dao.h"
+#include "runtime/text.h"
 #include "support/test_support.h"
 
 namespace ravelin::test {

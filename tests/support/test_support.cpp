@@ -3,8 +3,8 @@
 #include <atomic>
 #include <random>
 
-#include "core/module1.h"
-#include "core/text.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
 
 namespace ravelin::test {
 

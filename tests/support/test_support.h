@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include "core/errors.h"
 #include "platform/host_common.h"
 #include "platform/interaction.h"
+#include "runtime/errors.h"
 
 namespace ravelin::test {
 

@@ -7,11 +7,11 @@
 #include <cstring>
 #include <limits>
 
-#include "core/dates.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/internal.h"
 #include "platform/db/sql_dialect.h"
+#include "runtime/dates.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::dao {
 

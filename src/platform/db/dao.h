@@ -43,7 +43,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/value.h"
+#include "runtime/value.h"
 
 namespace ravelin::dao {
 

@@ -21,10 +21,10 @@
 #include <map>
 #include <mutex>
 
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/internal.h"
 #include "platform/db/sql_dialect.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::dao {
 

@@ -13,9 +13,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "core/errors.h"
-#include "core/value.h"
 #include "platform/db/dao.h"
+#include "runtime/errors.h"
+#include "runtime/value.h"
 
 namespace ravelin::dao {
 

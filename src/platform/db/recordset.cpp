@@ -13,10 +13,10 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/internal.h"
 #include "platform/db/sql_dialect.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::dao {
 

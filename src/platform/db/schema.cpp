@@ -4,10 +4,10 @@
 // ravelin_fields beside SQLite's own schema.
 #include <algorithm>
 
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/internal.h"
 #include "platform/db/sql_dialect.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::dao {
 

@@ -6,12 +6,12 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "core/dates.h"
-#include "core/errors.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/dao.h"
 #include "platform/db/internal.h"
+#include "runtime/dates.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::dao::sql {
 

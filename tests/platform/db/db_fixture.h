@@ -8,10 +8,10 @@
 #include <memory>
 #include <string>
 
-#include "core/errors.h"
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/db/dao.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 #include "support/test_support.h"
 
 namespace ravelin::dao::test {

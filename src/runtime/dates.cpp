@@ -1,5 +1,5 @@
 // OLE dates, date serials and the general date format.
-#include "core/dates.h"
+#include "runtime/dates.h"
 
 #include <atomic>
 #include <cctype>
@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/errors.h"
-#include "core/text.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 namespace {

@@ -1,5 +1,5 @@
 // The settings file (INI in UTF-16LE with a byte order mark) and the raw file helpers.
-#include "core/uniini.h"
+#include "platform/uniini.h"
 
 #include <fcntl.h>
 #include <cerrno>
@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
-#include "core/vbstring.h"
 #include "platform/filesystem.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 namespace {

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "core/errors.h"
-#include "core/types.h"
-#include "core/value.h"
+#include "runtime/errors.h"
+#include "runtime/types.h"
+#include "runtime/value.h"
 
 namespace ravelin {
 
@@ -156,5 +156,11 @@ class Ravelin {
   bool stop_ = false;
   std::vector<std::weak_ptr<RavelinEvents>> sinks_;
 };
+
+namespace module1 {
+// The shared module's own façade instance, for windows and collection classes; created on
+// first use and kept for the whole process.
+Ravelin& SharedMail();
+}  // namespace module1
 
 }  // namespace ravelin

@@ -1,9 +1,10 @@
 // The façade's parsing and building family: thin members over the reader and the
 // builder, each in the façade's protected region so no failure leaves it.
-#include "core/module1.h"
-#include "core/ravelin.h"
+#include "facade/ravelin.h"
 #include "formats/message_builder.h"
 #include "formats/mime_parser.h"
+#include "platform/module1.h"
+#include "store/eml_export.h"
 
 namespace ravelin {
 

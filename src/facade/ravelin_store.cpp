@@ -1,20 +1,22 @@
 // Façade members of the mail database family: maintenance, field lists and the list
 // statements. Maintenance reports its own failures; the statement builders pass over
 // theirs and give what they could build.
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/resume.h"
+#include "facade/ravelin.h"
+#include "platform/module1.h"
+#include "runtime/resume.h"
 #include "store/fields.h"
 #include "store/maintenance.h"
 #include "store/record_sources.h"
+#include "windows/frm_compress.h"
 
 namespace ravelin {
 
 namespace {
 
-// F(t) of the statements: the table's columns as the current database has them.
-store::FieldListFn FieldsOf(const std::u16string& dbPath) {
-  return [dbPath](const std::u16string& table) { return store::EnumFieldsFrom(dbPath, table); };
+// The façade shows compaction in its own window; the store only knows the interface.
+void UseCompressWindow() {
+  static const bool installed = (InstallCompressWindow(), true);
+  (void)installed;
 }
 
 template <class F>
@@ -26,10 +28,12 @@ std::u16string Built(F&& build) {
 }  // namespace
 
 void Ravelin::CorrectDB(const std::u16string& FilePath) {
+  UseCompressWindow();
   ProtectedVoid(u"Ravelin.CorrectDb", [&] { store::CorrectDB(FilePath); });
 }
 
 void Ravelin::CompressDb() {
+  UseCompressWindow();
   ResumeNext rn;
   rn([&] { store::CompressDb(GetDatabaseName()); });
 }
@@ -41,14 +45,14 @@ std::u16string Ravelin::EnumRecordsetFields(std::u16string& tbName) {
 std::u16string Ravelin::GetRecordSource(const std::u16string& mFolder, const std::u16string& rProject,
                                         int32_t dbFlags, const std::u16string& Order, bool InsArcPrj) {
   return Built([&] {
-    return store::GetRecordSource(FieldsOf(GetDatabaseName()), mFolder, rProject, dbFlags, Order, InsArcPrj);
+    return store::GetRecordSource(store::FieldsOf(GetDatabaseName()), mFolder, rProject, dbFlags, Order, InsArcPrj);
   });
 }
 
 std::u16string Ravelin::GetPacksRecordSource(const std::u16string& rProject, int32_t dbFlags, bool ShowDeleted,
                                              bool InsArcPrj) {
   return Built([&] {
-    return store::GetPacksRecordSource(FieldsOf(GetDatabaseName()), rProject, dbFlags, ShowDeleted, InsArcPrj);
+    return store::GetPacksRecordSource(store::FieldsOf(GetDatabaseName()), rProject, dbFlags, ShowDeleted, InsArcPrj);
   });
 }
 

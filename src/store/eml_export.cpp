@@ -1,18 +1,19 @@
 // A stored letter as .eml text: its row in Letters and its attachment rows read back into
 // a record, the top headers written, the body built, and the file saved beside others
-// without ever replacing one. Kept apart from the builder so that the builder needs no
-// database.
+// without ever replacing one.
+#include "store/eml_export.h"
+
 #include <algorithm>
 #include <string>
 
-#include "core/module1.h"
-#include "core/text.h"
-#include "core/value.h"
 #include "formats/charsets.h"
 #include "formats/datetime.h"
 #include "formats/message_builder.h"
 #include "platform/db/dao.h"
 #include "platform/filenames.h"
+#include "platform/module1.h"
+#include "runtime/text.h"
+#include "runtime/value.h"
 #include "store/record_sources.h"
 
 namespace ravelin {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/value.h"
+#include "runtime/value.h"
 
 namespace ravelin {
 

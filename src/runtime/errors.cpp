@@ -1,10 +1,10 @@
 // Error and ErrObject.
-#include "core/errors.h"
+#include "runtime/errors.h"
 
 #include <new>
 #include <string>
 
-#include "core/text.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 

@@ -1,5 +1,5 @@
 // The classic string functions on UTF-16 text.
-#include "core/vbstring.h"
+#include "runtime/vbstring.h"
 
 #include <unicode/uchar.h>
 
@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "core/errors.h"
+#include "runtime/errors.h"
 
 namespace ravelin {
 namespace {

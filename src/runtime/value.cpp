@@ -1,13 +1,13 @@
 // Value conversions and the Null helpers.
-#include "core/value.h"
+#include "runtime/value.h"
 
 #include <cmath>
 #include <limits>
 
-#include "core/dates.h"
-#include "core/errors.h"
-#include "core/text.h"
-#include "core/vbstring.h"
+#include "runtime/dates.h"
+#include "runtime/errors.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 namespace {

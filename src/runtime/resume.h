@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "core/errors.h"
+#include "runtime/errors.h"
 
 namespace ravelin {
 

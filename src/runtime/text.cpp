@@ -1,5 +1,5 @@
 // Byte text and UTF-8 conversions.
-#include "core/text.h"
+#include "runtime/text.h"
 
 namespace ravelin {
 

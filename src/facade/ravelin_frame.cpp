@@ -1,11 +1,11 @@
 // The frame members of the façade: location, reporting, the stop flag and events.
 #include <algorithm>
 
-#include "core/module1.h"
-#include "core/ravelin.h"
-#include "core/vbstring.h"
+#include "facade/ravelin.h"
 #include "platform/event_loop.h"
 #include "platform/interaction.h"
+#include "platform/module1.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin {
 
@@ -88,5 +88,12 @@ void Ravelin::RaiseStatusTextChanged(std::u16string& Text) {
   for (auto& w : sinks)
     if (auto s = w.lock()) s->StatusTextChanged(Text);
 }
+
+namespace module1 {
+Ravelin& SharedMail() {
+  static Ravelin* mail = new Ravelin();  // lives as long as the process
+  return *mail;
+}
+}  // namespace module1
 
 }  // namespace ravelin

@@ -1,7 +1,7 @@
 // The façade's transfer-codec and charset members: thin doors to formats/codecs.h and
 // formats/charsets.h. They keep no state and, like the functions behind them, let the
 // few failures those define reach the caller.
-#include "core/ravelin.h"
+#include "facade/ravelin.h"
 #include "formats/charsets.h"
 #include "formats/codecs.h"
 

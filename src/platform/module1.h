@@ -6,12 +6,10 @@
 #include <initializer_list>
 #include <string>
 
-#include "core/errors.h"
-#include "core/value.h"
+#include "runtime/errors.h"
+#include "runtime/value.h"
 
 namespace ravelin {
-
-class Ravelin;
 
 namespace module1 {
 
@@ -54,9 +52,6 @@ void WriteViewFlags(const ViewFlags& flags);
 int32_t GetMsgCount();      // Letter/MsgCount, default 10
 void SetMsgCount(int32_t n);
 int32_t GetCheckBase();     // AVP/CheckBase, default 1
-
-// The module's own façade instance, for windows and collection classes.
-Ravelin& SharedMail();
 
 }  // namespace module1
 

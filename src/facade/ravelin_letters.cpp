@@ -1,7 +1,7 @@
 // The façade's members for adding, deleting and restoring letters.
-#include "core/module1.h"
-#include "core/ravelin.h"
+#include "facade/ravelin.h"
 #include "formats/mime_parser.h"
+#include "platform/module1.h"
 #include "store/add_letter.h"
 #include "store/data_cursor.h"
 #include "store/delete_restore.h"

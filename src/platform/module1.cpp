@@ -1,19 +1,18 @@
 // The shared module: AppPath, the database location, message lookup and settings helpers.
-#include "core/module1.h"
+#include "platform/module1.h"
 
 #include <unistd.h>
 
 #include <climits>
 #include <memory>
 
-#include "core/ravelin.h"
-#include "core/text.h"
-#include "core/uniini.h"
-#include "core/vbstring.h"
 #include "platform/event_loop.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
 #include "platform/language.h"
+#include "platform/uniini.h"
+#include "runtime/text.h"
+#include "runtime/vbstring.h"
 
 namespace ravelin::module1 {
 namespace {
@@ -166,11 +165,6 @@ int32_t GetCheckBase() {
   } catch (...) {
     return 1;
   }
-}
-
-Ravelin& SharedMail() {
-  static Ravelin* mail = new Ravelin();  // lives as long as the process
-  return *mail;
 }
 
 }  // namespace ravelin::module1
