@@ -479,7 +479,7 @@ std::vector<std::u16string> mSplit(std::u16string_view str, std::u16string_view 
 
 std::u16string SplitMsg(std::u16string_view strMsg, std::u16string_view Delim, int32_t MaxLen, int32_t Len1) {
   if (strMsg.empty()) return {};
-  if (MaxLen == 0) RaiseError(11, u"Division by zero");
+  if (MaxLen == 0) RaiseError(errnum::kDivisionByZero);
   if (MaxLen < 0) RaiseError(errnum::kInvalidProcedureCall);
   const size_t n = strMsg.size(), width = static_cast<size_t>(MaxLen);
   size_t pieces = n / width;

@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "runtime/error_table.h"
 #include "runtime/text.h"
 
 namespace ravelin {
@@ -31,22 +32,8 @@ ErrObject ErrObject::FromCurrentException() {
 void RaiseError(int32_t number, std::u16string description) { throw Error(number, std::move(description)); }
 
 std::u16string DefaultErrorText(int32_t number) {
-  switch (number) {
-    case errnum::kInvalidProcedureCall: return u"Invalid procedure call or argument";
-    case errnum::kOverflow: return u"Overflow";
-    case errnum::kOutOfMemory: return u"Out of memory";
-    case errnum::kSubscriptOutOfRange: return u"Subscript out of range";
-    case errnum::kTypeMismatch: return u"Type mismatch";
-    case errnum::kFileNotFound: return u"File not found";
-    case errnum::kBadFileMode: return u"Bad file mode";
-    case errnum::kFileAlreadyExists: return u"File already exists";
-    case errnum::kPermissionDenied: return u"Permission denied";
-    case errnum::kPathNotFound: return u"Path not found";
-    case errnum::kInvalidUseOfNull: return u"Invalid use of Null";
-    case errnum::kObjectRequired: return u"Object required";
-    case errnum::kCantCreateObject: return u"ActiveX component can't create object";
-    default: return u"Application-defined or object-defined error";
-  }
+  if (const ErrorInfo* e = FindError(number)) return std::u16string(e->description);
+  return u"Application-defined or object-defined error";
 }
 
 }  // namespace ravelin

@@ -9,18 +9,23 @@
 
 namespace ravelin {
 
-// Language-level error numbers that helpers raise.
+// Language-level error numbers that helpers raise. Every number raised anywhere has its
+// description in runtime/error_table.h.
 namespace errnum {
 inline constexpr int32_t kInvalidProcedureCall = 5;
 inline constexpr int32_t kOverflow = 6;
 inline constexpr int32_t kOutOfMemory = 7;
 inline constexpr int32_t kSubscriptOutOfRange = 9;
+inline constexpr int32_t kDivisionByZero = 11;
 inline constexpr int32_t kTypeMismatch = 13;
 inline constexpr int32_t kFileNotFound = 53;
 inline constexpr int32_t kBadFileMode = 54;
 inline constexpr int32_t kFileAlreadyExists = 58;
+inline constexpr int32_t kDiskFull = 61;
 inline constexpr int32_t kPermissionDenied = 70;
+inline constexpr int32_t kPathFileAccess = 75;
 inline constexpr int32_t kPathNotFound = 76;
+inline constexpr int32_t kObjectNotSet = 91;
 inline constexpr int32_t kObjectRequired = 424;
 inline constexpr int32_t kInvalidUseOfNull = 94;
 inline constexpr int32_t kCantCreateObject = 429;
@@ -61,7 +66,7 @@ struct ErrObject {
 // Convenience for the common language-level errors.
 [[noreturn]] void RaiseError(int32_t number, std::u16string description = {});
 
-// Default description of a language-level error number ("Overflow", "Type mismatch", ...).
+// The table's description of a number ("Overflow", "No current record.", ...).
 std::u16string DefaultErrorText(int32_t number);
 
 }  // namespace ravelin

@@ -81,7 +81,7 @@ namespace store::detail {
 // variable not set") instead of dereferencing null, so the step fails like the others.
 template <class T>
 T& Need(const std::shared_ptr<T>& p) {
-  if (!p) RaiseError(91, u"Object variable or With block variable not set");
+  if (!p) RaiseError(errnum::kObjectNotSet);
   return *p;
 }
 

@@ -1,6 +1,7 @@
 // The mail database's layout as data (see schema.h).
 #include "store/schema.h"
 
+#include "platform/db/dao.h"
 #include "runtime/errors.h"
 
 namespace ravelin::store {
@@ -116,7 +117,7 @@ const std::vector<TableSchema>& MailSchema() {
 const TableSchema& TableSchemaOf(const std::u16string& table) {
   for (const auto& t : MailSchema())
     if (t.name == table) return t;
-  throw Error(3265, u"Item not found in this collection.");
+  throw Error(dao::dberr::kItemNotFound, u"Item not found in this collection.");
 }
 
 const std::vector<std::u16string>& DefaultMailFolderRows() {

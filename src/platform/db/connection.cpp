@@ -78,7 +78,7 @@ void ThrowSqlite(sqlite3* db, int rc, std::u16string_view context) {
     case SQLITE_NOTADB:
       ThrowDb(dberr::kUnrecognizedFormat, with(u"Unrecognized database format."));
     case SQLITE_CORRUPT:
-      ThrowDb(3049, with(u"Cannot open database. It may not be a database, or the file may be corrupt."));
+      ThrowDb(dberr::kCorrupt, with(u"Cannot open database. It may not be a database, or the file may be corrupt."));
     case SQLITE_CANTOPEN:
       ThrowDb(dberr::kFileNotFound, with(u"Could not find file."));
     case SQLITE_READONLY:
@@ -87,11 +87,11 @@ void ThrowSqlite(sqlite3* db, int rc, std::u16string_view context) {
       break;
   }
   if (msg.rfind("no such table: ", 0) == 0)
-    ThrowDb(3078, u"The engine cannot find the input table or query '" + FromUtf8(msg.substr(15)) + u"'.");
+    ThrowDb(dberr::kNoSuchTable, u"The engine cannot find the input table or query '" + FromUtf8(msg.substr(15)) + u"'.");
   if (msg.rfind("no such column: ", 0) == 0)
     ThrowDb(dberr::kTooFewParameters, u"Too few parameters. Expected 1. (" + FromUtf8(msg.substr(16)) + u")");
   if (msg.rfind("ambiguous column name", 0) == 0)
-    ThrowDb(3079, u"The specified field could refer to more than one table listed in the FROM clause. (" + m + u")");
+    ThrowDb(dberr::kAmbiguousField, u"The specified field could refer to more than one table listed in the FROM clause. (" + m + u")");
   if (msg.find("syntax error") != std::string::npos || msg.rfind("near ", 0) == 0)
     ThrowDb(dberr::kSyntaxInExpression, with(u"Syntax error in query expression: " + m));
   ThrowDb(dberr::kGeneric, with(m));
@@ -528,7 +528,7 @@ Stmt::Stmt(sqlite3* db, const std::string& sql) {
   if (tail && *tail) {
     sqlite3_finalize(st_);
     st_ = nullptr;
-    ThrowDb(3142, u"Characters found after end of SQL statement.");
+    ThrowDb(dberr::kTextAfterEnd, u"Characters found after end of SQL statement.");
   }
 }
 

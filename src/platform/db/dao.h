@@ -101,7 +101,10 @@ inline constexpr int32_t kFileNotFound = 3024;
 inline constexpr int32_t kReadOnly = 3027;
 inline constexpr int32_t kFileInUse = 3045;
 inline constexpr int32_t kTooFewParameters = 3061;
+inline constexpr int32_t kUnknownName = 3070;
 inline constexpr int32_t kSyntaxInExpression = 3075;
+inline constexpr int32_t kInvalidStatement = 3129;
+inline constexpr int32_t kTextAfterEnd = 3142;
 inline constexpr int32_t kSyntaxInStatement = 3000;
 inline constexpr int32_t kFieldTooSmall = 3163;
 inline constexpr int32_t kFieldDefinedTwice = 3191;
@@ -117,6 +120,23 @@ inline constexpr int32_t kUnrecognizedFormat = 3343;
 inline constexpr int32_t kNumericOverflow = 3349;
 inline constexpr int32_t kObjectExists = 3367;
 inline constexpr int32_t kConversion = 3421;
+inline constexpr int32_t kUpdateWithoutEdit = 3020;
+inline constexpr int32_t kNoTransaction = 3034;
+inline constexpr int32_t kCorrupt = 3049;
+inline constexpr int32_t kCannotOpen = 3051;
+inline constexpr int32_t kCannotExecuteSelect = 3065;
+inline constexpr int32_t kNoSuchTable = 3078;
+inline constexpr int32_t kAmbiguousField = 3079;
+inline constexpr int32_t kInvalidName = 3125;
+inline constexpr int32_t kInvalidBookmark = 3159;
+inline constexpr int32_t kFieldNotUpdatable = 3164;
+inline constexpr int32_t kRecordDeleted = 3167;
+inline constexpr int32_t kNotSupported = 3251;
+inline constexpr int32_t kNoFieldDefined = 3264;
+inline constexpr int32_t kIndexExists = 3284;
+inline constexpr int32_t kObjectInvalid = 3420;
+inline constexpr int32_t kCriteriaTypeMismatch = 3464;
+inline constexpr int32_t kNotAnIndex = 3800;
 }  // namespace dberr
 
 class Connection;  // the shared SQLite connection of one file (internal)

@@ -84,7 +84,7 @@ sqlite3* RawOpen(const fsys::path& p, int flags, std::u16string_view shown) {
     if (db) sqlite3_close_v2(db);
     if ((rc & 0xff) == SQLITE_NOTADB)
       ThrowDb(dberr::kUnrecognizedFormat, u"Unrecognized database format '" + std::u16string(shown) + u"'.");
-    ThrowDb(3051, u"The engine cannot open the file '" + std::u16string(shown) + u"'. " + msg);
+    ThrowDb(dberr::kCannotOpen, u"The engine cannot open the file '" + std::u16string(shown) + u"'. " + msg);
   }
   return db;
 }
@@ -265,7 +265,7 @@ void DBEngine::BeginTrans() {
 
 void DBEngine::CommitTrans() {
   if (State().depth == 0)
-    ThrowDb(3034, u"You tried to commit or rollback a transaction without first beginning a transaction.");
+    ThrowDb(dberr::kNoTransaction, u"You tried to commit or rollback a transaction without first beginning a transaction.");
   if (--State().depth > 0) return;
   std::optional<Error> failure;
   ForEachOpen([&](Connection& c) {
@@ -280,7 +280,7 @@ void DBEngine::CommitTrans() {
 
 void DBEngine::Rollback() {
   if (State().depth == 0)
-    ThrowDb(3034, u"You tried to commit or rollback a transaction without first beginning a transaction.");
+    ThrowDb(dberr::kNoTransaction, u"You tried to commit or rollback a transaction without first beginning a transaction.");
   State().depth = 0;
   ForEachOpen([](Connection& c) { c.RollbackAll(); });
 }
@@ -298,7 +298,7 @@ Database::Database(std::shared_ptr<Connection> conn, std::u16string name, bool r
 Database::~Database() = default;
 
 std::shared_ptr<Connection> Database::connection() const {
-  if (!conn_) ThrowDb(3420, u"Object invalid or no longer set.");
+  if (!conn_) ThrowDb(dberr::kObjectInvalid, u"Object invalid or no longer set.");
   return conn_;
 }
 
@@ -370,7 +370,7 @@ void Recordsets::Refresh() {
 
 int ExecuteAction(Connection& conn, std::u16string_view sqlText) {
   sql::Statement st = sql::Translate(sqlText);
-  if (st.kind == sql::Statement::Select) ThrowDb(3065, u"Cannot execute a select query.");
+  if (st.kind == sql::Statement::Select) ThrowDb(dberr::kCannotExecuteSelect, u"Cannot execute a select query.");
   Stmt s(conn.db(), st.sql);
   return conn.StepWrite(s.get());
 }

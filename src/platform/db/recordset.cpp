@@ -87,7 +87,7 @@ bool TermHolds(const Value& v, const Term& t) {
     return OpHolds(t.op, FoldCompare(a.data(), a.size(), b.data(), b.size()));
   }
   if (IsNumeric(v.Type()) && IsNumeric(t.lit.Type())) return OpHolds(t.op, Cmp(Num(v), Num(t.lit)));
-  ThrowDb(3464, u"Data type mismatch in criteria expression.");
+  ThrowDb(dberr::kCriteriaTypeMismatch, u"Data type mismatch in criteria expression.");
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ struct RecordsetImpl : sql::NameResolver {
   }
 
   void CheckOpen() const {
-    if (closed) ThrowDb(3420, u"Object invalid or no longer set.");
+    if (closed) ThrowDb(dberr::kObjectInvalid, u"Object invalid or no longer set.");
   }
 
   // ---- Fetching
@@ -246,7 +246,7 @@ struct RecordsetImpl : sql::NameResolver {
 
   Row& Current() {
     CheckOpen();
-    if (onDeleted) ThrowDb(3167, u"Record is deleted.");
+    if (onDeleted) ThrowDb(dberr::kRecordDeleted, u"Record is deleted.");
     if (!HasCurrent()) NoCurrent();
     Row& r = rows[static_cast<size_t>(pos)];
     Load(r);
@@ -629,7 +629,7 @@ struct RecordsetImpl : sql::NameResolver {
 
   int64_t Insert(size_t k) {
     const TableMeta* meta = conn->Table(refs[k].table);
-    if (!meta) ThrowDb(3078, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
+    if (!meta) ThrowDb(dberr::kNoSuchTable, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
     std::vector<Value> defaults;
     auto w = RowFor(k, *meta, true, defaults);
     sqlite3_stmt* st = conn->Cached(WriteText('I', k, *meta, w));
@@ -640,14 +640,14 @@ struct RecordsetImpl : sql::NameResolver {
 
   void UpdateRow(size_t k, int64_t rid) {
     const TableMeta* meta = conn->Table(refs[k].table);
-    if (!meta) ThrowDb(3078, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
+    if (!meta) ThrowDb(dberr::kNoSuchTable, u"The engine cannot find the input table or query '" + refs[k].table + u"'.");
     std::vector<Value> defaults;
     auto w = RowFor(k, *meta, false, defaults);
     if (w.empty()) return;
     sqlite3_stmt* st = conn->Cached(WriteText('U', k, *meta, w));
     for (size_t i = 0; i < w.size(); ++i) BindValue(st, static_cast<int>(i) + 1, *w[i].value, true);
     sqlite3_bind_int64(st, static_cast<int>(w.size()) + 1, rid);
-    if (conn->StepWrite(st, meta->name) == 0) ThrowDb(3167, u"Record is deleted.");
+    if (conn->StepWrite(st, meta->name) == 0) ThrowDb(dberr::kRecordDeleted, u"Record is deleted.");
   }
 
   // A row added to the empty side of an outer join takes its join fields from the other
@@ -705,7 +705,7 @@ struct RecordsetImpl : sql::NameResolver {
 
   void DoUpdate() {
     CheckOpen();
-    if (editMode == dbEditNone) ThrowDb(3020, u"Update or CancelUpdate without AddNew or Edit.");
+    if (editMode == dbEditNone) ThrowDb(dberr::kUpdateWithoutEdit, u"Update or CancelUpdate without AddNew or Edit.");
     if (editMode == dbEditAdd) {
       Row r;
       r.rid.assign(refs.size(), kNoRid);
@@ -805,10 +805,10 @@ struct RecordsetImpl : sql::NameResolver {
 
   void Set(int c, const Value& v) {
     CheckOpen();
-    if (editMode == dbEditNone) ThrowDb(3020, u"Update or CancelUpdate without AddNew or Edit.");
+    if (editMode == dbEditNone) ThrowDb(dberr::kUpdateWithoutEdit, u"Update or CancelUpdate without AddNew or Edit.");
     const Column& col = cols[static_cast<size_t>(c)];
     if (col.ref < 0 || col.meta.autoIncrement())
-      ThrowDb(3164, u"Field cannot be updated. (" + col.name + u")");
+      ThrowDb(dberr::kFieldNotUpdatable, u"Field cannot be updated. (" + col.name + u")");
     buf[static_cast<size_t>(c)] = CoerceForField(v, col.meta, refs[static_cast<size_t>(col.ref)].table);
     dirty[static_cast<size_t>(c)] = true;
   }
@@ -1154,13 +1154,13 @@ std::u16string Recordset::Index() const { return impl_->indexName; }
 void Recordset::SetIndex(std::u16string_view index) {
   auto& m = *impl_;
   m.Leave();
-  if (!m.tableType) ThrowDb(3251, u"Operation is not supported for this type of object.");
+  if (!m.tableType) ThrowDb(dberr::kNotSupported, u"Operation is not supported for this type of object.");
   const TableMeta* meta = m.conn->Table(m.refs[0].table);
   std::vector<std::u16string> fields;
   for (const auto& ix : meta->indexes)
     if (sql::SameName(ix.name, index)) fields = ix.fields;
   if (fields.empty() && meta->Find(index)) fields.push_back(meta->Find(index)->name);
-  if (fields.empty()) ThrowDb(3800, u"'" + std::u16string(index) + u"' is not an index in this table.");
+  if (fields.empty()) ThrowDb(dberr::kNotAnIndex, u"'" + std::u16string(index) + u"' is not an index in this table.");
   std::string order;
   for (const auto& f : fields) order += (order.empty() ? " ORDER BY " : ", ") + sql::QuoteName(f);
   m.sqlText = m.baseSql + order + ", rowid";
@@ -1172,13 +1172,13 @@ void Recordset::SetIndex(std::u16string_view index) {
 void Recordset::Seek(std::u16string_view op, const ravelin::Value& key) {
   auto& m = *impl_;
   m.Leave();
-  if (!m.tableType || m.indexName.empty()) ThrowDb(3251, u"Operation is not supported for this type of object.");
+  if (!m.tableType || m.indexName.empty()) ThrowDb(dberr::kNotSupported, u"Operation is not supported for this type of object.");
   const TableMeta* meta = m.conn->Table(m.refs[0].table);
   std::u16string field = m.indexName;
   for (const auto& ix : meta->indexes)
     if (sql::SameName(ix.name, m.indexName) && !ix.fields.empty()) field = ix.fields[0];
   int col = m.FindColumn({}, field);
-  if (col < 0) ThrowDb(3800, u"'" + m.indexName + u"' is not an index in this table.");
+  if (col < 0) ThrowDb(dberr::kNotAnIndex, u"'" + m.indexName + u"' is not an index in this table.");
   m.FetchAll();
   std::u16string o(op);
   Term t{col, o == u"=" ? u"=" : o, key};
@@ -1221,7 +1221,7 @@ void Recordset::SetBookmark(Bookmark b) {
     m.FetchAll();
     i = find();
   }
-  if (i < 0) ThrowDb(3159, u"Not a valid bookmark.");
+  if (i < 0) ThrowDb(dberr::kInvalidBookmark, u"Not a valid bookmark.");
   m.MoveTo(i);
 }
 

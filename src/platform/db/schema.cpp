@@ -15,7 +15,7 @@ namespace {
 
 std::shared_ptr<Connection> Live(const std::weak_ptr<Connection>& w) {
   auto c = w.lock();
-  if (!c) ThrowDb(3420, u"Object invalid or no longer set.");
+  if (!c) ThrowDb(dberr::kObjectInvalid, u"Object invalid or no longer set.");
   return c;
 }
 
@@ -90,7 +90,7 @@ void WriteFieldRules(Connection& c, const std::u16string& table, const FieldMeta
 }
 
 void CreateSqlIndex(Connection& c, const std::u16string& table, const TableMeta* meta, IndexMeta& ix) {
-  if (ix.fields.empty()) ThrowDb(3264, u"No field defined--cannot append TableDef or Index.");
+  if (ix.fields.empty()) ThrowDb(dberr::kNoFieldDefined, u"No field defined--cannot append TableDef or Index.");
   if (meta) {
     for (const auto& f : ix.fields)
       if (!meta->Find(f)) NotFound(f);
@@ -280,7 +280,7 @@ void Indexes::Append(std::shared_ptr<Index> index) {
   if (onAppend_) {
     onAppend_(index);
   } else {
-    if (Contains(index->Name())) ThrowDb(3284, u"Index already exists.");
+    if (Contains(index->Name())) ThrowDb(dberr::kIndexExists, u"Index already exists.");
     if (index->Primary())
       for (const auto& i : items_)
         if (i->Primary()) ThrowDb(dberr::kPrimaryKeyExists, u"Primary key already exists.");
@@ -381,7 +381,7 @@ void TableDef::Bind(const std::shared_ptr<Connection>& conn) {
     const TableMeta* meta = c->Table(table);
     if (!meta) NotFound(table);
     for (const auto& m : meta->indexes) {
-      if (sql::SameName(m.name, ix->Name())) ThrowDb(3284, u"Index already exists.");
+      if (sql::SameName(m.name, ix->Name())) ThrowDb(dberr::kIndexExists, u"Index already exists.");
       if (m.primary && ix->Primary()) ThrowDb(dberr::kPrimaryKeyExists, u"Primary key already exists.");
     }
     IndexMeta im = MetaOf(*ix);
@@ -436,10 +436,10 @@ void TableDefs::Append(std::shared_ptr<TableDef> def) {
   auto c = Live(conn_);
   if (def->stored_ || c->Table(def->Name()))
     ThrowDb(dberr::kObjectExists, u"Cannot append. An object with that name already exists in the collection.");
-  if (def->Fields().Count() == 0) ThrowDb(3264, u"No field defined--cannot append TableDef or Index.");
+  if (def->Fields().Count() == 0) ThrowDb(dberr::kNoFieldDefined, u"No field defined--cannot append TableDef or Index.");
   const std::u16string name = def->Name();
   if (name.empty() || name.rfind(u"ravelin_", 0) == 0 || name.rfind(u"sqlite_", 0) == 0)
-    ThrowDb(3125, u"'" + name + u"' is not a valid name.");
+    ThrowDb(dberr::kInvalidName, u"'" + name + u"' is not a valid name.");
 
   std::vector<FieldMeta> metas;
   for (const auto& f : def->Fields()) metas.push_back(MetaOf(*f));

@@ -18,7 +18,7 @@ namespace ravelin::dao::sql {
 namespace {
 
 [[noreturn]] void Syntax(std::u16string_view text, int32_t number = dberr::kSyntaxInExpression) {
-  std::u16string msg = number == 3142 ? u"Characters found after end of SQL statement."
+  std::u16string msg = number == dberr::kTextAfterEnd ? u"Characters found after end of SQL statement."
                                       : u"Syntax error in query expression '" + std::u16string(text) + u"'.";
   throw Error(number, msg);
 }
@@ -214,7 +214,7 @@ class Writer {
     }
     if (p <= 0) {
       std::u16string shown = qualifiedHead ? t_[i].text + u"." + t_[i + 2].text : t_[i].text;
-      throw Error(3070, u"The engine does not recognize '" + shown + u"' as a valid field name or expression.");
+      throw Error(dberr::kUnknownName, u"The engine does not recognize '" + shown + u"' as a valid field name or expression.");
     }
     std::string s = "?" + std::to_string(p);
     if (resolver->IsText(p)) s += " COLLATE RVTEXT";
@@ -252,7 +252,7 @@ class Writer {
 void CheckEnd(std::vector<Token>& toks, std::u16string_view text) {
   for (size_t i = 0; i < toks.size(); ++i) {
     if (IsOp(toks[i], u";")) {
-      if (i + 1 != toks.size()) Syntax(text, 3142);
+      if (i + 1 != toks.size()) Syntax(text, dberr::kTextAfterEnd);
       toks.pop_back();
       return;
     }
@@ -546,11 +546,11 @@ Statement Translate(std::u16string_view text) {
   std::vector<Token> toks = Tokenize(text);
   CheckEnd(toks, text);
   Statement st;
-  if (toks.empty()) throw Error(3129, u"Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', 'SELECT', or 'UPDATE'.");
+  if (toks.empty()) throw Error(dberr::kInvalidStatement, u"Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', 'SELECT', or 'UPDATE'.");
   std::string first = toks[0].kind == Token::Name ? Lower(toks[0].text) : "";
   if (first == "select") st.kind = Statement::Select;
   else if (first == "insert" || first == "update" || first == "delete") st.kind = Statement::Action;
-  else throw Error(3129, u"Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', 'SELECT', or 'UPDATE'.");
+  else throw Error(dberr::kInvalidStatement, u"Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', 'SELECT', or 'UPDATE'.");
 
   Writer w(text, std::move(toks));
   const auto& t = w.tokens();
