@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,10 @@ class Ravelin {
 
   // ---- Reporting and helpers ----
   Value msgError(const ErrObject& err, const std::u16string& ModName);
+  // The last failure an operation reported (number, source, description), or that a
+  // silent one passed over; empty when the last operation went well. Cleared when the
+  // next operation begins, so a host learns that a call failed without counting reports.
+  const std::optional<ErrObject>& LastError() const;
   // Shows the plain message window; with EditMsg the edited text comes back in Msg.
   void msgbox1(std::u16string& Msg, bool EditMsg = false, const std::u16string& Title = {});
   void StopOperation();

@@ -23,17 +23,19 @@ std::u16string Ravelin::GetDataBaseFolder() {
 }
 
 Value Ravelin::msgError(const ErrObject& err, const std::u16string& ModName) {
-  return module1::ReportFailure(err, ModName);
+  return funnel::Report(err, ModName);
 }
 
+const std::optional<ErrObject>& Ravelin::LastError() const { return funnel::LastError(); }
+
 void Ravelin::msgbox1(std::u16string& Msg, bool EditMsg, const std::u16string& Title) {
-  try {
+  Silently(false, [&] {
     std::u16string caption = Trim(Title).empty() ? std::u16string(u"Ravelin") : Title;
     auto answer = CurrentInteraction().MessageWindow(Msg, caption, EditMsg);
     // The edited text comes back only when the window was accepted and editing was asked for.
     if (answer && EditMsg) Msg = *answer;
-  } catch (...) {
-  }
+    return true;
+  });
 }
 
 void Ravelin::StopOperation() {
@@ -47,25 +49,13 @@ std::u16string Ravelin::strBoolean(int32_t v) { return ravelin::strBoolean(v); }
 Value Ravelin::strConvNull(const std::u16string& String1) { return ravelin::strConvNull(String1); }
 Value Ravelin::lngConvNull(const Value& dig) { return ravelin::lngConvNull(dig); }
 int32_t Ravelin::NullConvLng(const Value& dig) {
-  try {
-    return ravelin::NullConvLng(dig);
-  } catch (...) {
-    return 0;
-  }
+  return Silently(0, [&] { return ravelin::NullConvLng(dig); });
 }
 bool Ravelin::NullConvBool(const Value& dig) {
-  try {
-    return ravelin::NullConvBool(dig);
-  } catch (...) {
-    return false;
-  }
+  return Silently(false, [&] { return ravelin::NullConvBool(dig); });
 }
 std::u16string Ravelin::NullConvStr(const Value& String1) {
-  try {
-    return ravelin::NullConvStr(String1);
-  } catch (...) {
-    return {};
-  }
+  return Silently(std::u16string(), [&] { return ravelin::NullConvStr(String1); });
 }
 
 void Ravelin::Subscribe(std::shared_ptr<RavelinEvents> sink) { sinks_.push_back(sink); }

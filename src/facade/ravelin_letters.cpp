@@ -2,6 +2,7 @@
 #include "facade/ravelin.h"
 #include "formats/mime_parser.h"
 #include "platform/module1.h"
+#include "runtime/resume.h"
 #include "store/add_letter.h"
 #include "store/data_cursor.h"
 #include "store/delete_restore.h"
@@ -49,14 +50,9 @@ void Ravelin::RestoreLetter(DataCursor& DataLetters, DataCursor& DataPacks) {
   if (!haveKey) return;
   RestoreLetter2(key);
   // The letter has left the list it was shown in, and its packs may be back.
-  try {
-    DataLetters.Refresh();
-  } catch (...) {
-  }
-  try {
-    DataPacks.Refresh();
-  } catch (...) {
-  }
+  ResumeNext rn;
+  rn([&] { DataLetters.Refresh(); });
+  rn([&] { DataPacks.Refresh(); });
 }
 
 void Ravelin::RestoreLetter2(int32_t msgN) {

@@ -3,7 +3,6 @@
 // theirs and give what they could build.
 #include "facade/ravelin.h"
 #include "platform/module1.h"
-#include "runtime/resume.h"
 #include "store/fields.h"
 #include "store/maintenance.h"
 #include "store/record_sources.h"
@@ -19,10 +18,10 @@ void UseCompressWindow() {
   (void)installed;
 }
 
+// A statement that can't be built is simply empty; the failure is kept as LastError.
 template <class F>
 std::u16string Built(F&& build) {
-  ResumeNext rn;
-  return rn.Value(std::forward<F>(build), std::u16string());
+  return Silently(std::u16string(), std::forward<F>(build));
 }
 
 }  // namespace
@@ -34,8 +33,8 @@ void Ravelin::CorrectDB(const std::u16string& FilePath) {
 
 void Ravelin::CompressDb() {
   UseCompressWindow();
-  ResumeNext rn;
-  rn([&] { store::CompressDb(GetDatabaseName()); });
+  // The compaction reports its own failures and leaves the database as it was.
+  Silently(false, [&] { return store::CompressDb(GetDatabaseName()); });
 }
 
 std::u16string Ravelin::EnumRecordsetFields(std::u16string& tbName) {
@@ -77,8 +76,7 @@ std::u16string Ravelin::GetPackItemsRSbyLetter(int32_t msgN) {
 }
 
 int32_t Ravelin::DeletedMsgCount(int32_t PackNumber) {
-  ResumeNext rn;
-  return rn.Value([&] { return store::DeletedMsgCount(GetDatabaseName(), PackNumber); }, 0);
+  return Silently(0, [&] { return store::DeletedMsgCount(GetDatabaseName(), PackNumber); });
 }
 
 }  // namespace ravelin

@@ -5,6 +5,7 @@
 #include "formats/charsets.h"
 #include "formats/codecs.h"
 #include "formats/large_buffers.h"
+#include "platform/funnel.h"
 #include "platform/module1.h"
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
@@ -43,20 +44,14 @@ void AppendBase64Lines(u16& out, u16v octets, u16v Delim) {
   }
 }
 
-void ReportBuildFailure() noexcept {
-  module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.CreateMessageBody");
-}
+constexpr char16_t kBuildSource[] = u"Ravelin.CreateMessageBody";
 
 void AppendBody(u16& out, const mailHeader& mh, u16v Delim);
 
 // One part of a multipart, with its own handler: a part that fails is reported and
 // keeps what it had written, and the next part follows.
 void AppendPart(u16& out, const mailHeader& part, u16v Delim) {
-  try {
-    AppendBody(out, part, Delim);
-  } catch (...) {
-    ReportBuildFailure();
-  }
+  ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim); });
 }
 
 void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
@@ -187,12 +182,10 @@ u16 NumberText(int32_t n) { return Widen(std::to_string(n)); }
 
 std::u16string CreateMessageBody(const mailHeader& mheader, std::u16string_view Delim) {
   u16 out;
-  try {
+  ProtectedVoid(kBuildSource, [&] {
     detail::ReserveLarge(out, EstimateSize(mheader));
     AppendBody(out, mheader, Delim);
-  } catch (...) {
-    ReportBuildFailure();
-  }
+  });
   return out;
 }
 

@@ -98,14 +98,6 @@ std::u16string GetMUIStringF(const std::u16string& section, const std::u16string
   return text;
 }
 
-Value ReportFailure(const ErrObject& err, const std::u16string& source) noexcept {
-  try {
-    return CurrentHostCommon().ReportError(err, source);
-  } catch (...) {
-    return Value();
-  }
-}
-
 namespace {
 std::u16string ReadSetting(const char16_t* section, const char16_t* key, const char16_t* def, int32_t size) {
   return ReadIniString(section, key, def, GetIniPath(), size);

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "platform/funnel.h"
 #include "runtime/errors.h"
 #include "runtime/value.h"
 
@@ -37,9 +38,6 @@ std::u16string GetMUIString(const std::u16string& section, const std::u16string&
 std::u16string GetMUIStringF(const std::u16string& section, const std::u16string& key,
                              const std::u16string& defaultText, std::initializer_list<std::u16string> args);
 
-// Reports a failure through HostCommon.ReportError; never throws.
-Value ReportFailure(const ErrObject& err, const std::u16string& source) noexcept;
-
 // Settings helpers around the keys of the settings file.
 int32_t GetFormat();        // Send/Format, default 0
 int32_t GetReplyFormat();   // Send/ReplyFormat, default 1
@@ -54,25 +52,5 @@ void SetMsgCount(int32_t n);
 int32_t GetCheckBase();     // AVP/CheckBase, default 1
 
 }  // namespace module1
-
-// Runs `body`; any failure is reported with `source` and `fallback` comes back. The one
-// exit funnel of the façade's protected regions.
-template <class T, class F>
-T Protected(const std::u16string& source, T fallback, F&& body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), source);
-    return fallback;
-  }
-}
-template <class F>
-void ProtectedVoid(const std::u16string& source, F&& body) noexcept {
-  try {
-    body();
-  } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), source);
-  }
-}
 
 }  // namespace ravelin

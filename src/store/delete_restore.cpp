@@ -99,27 +99,21 @@ int32_t CursorKey(DataCursor& cursor) { return NullConvLng(Need(cursor.Recordset
 }  // namespace
 
 bool SetDataLettersPointer(dao::Recordset& rs, int32_t msgN) {
-  try {
+  return Protected(u"Module1.SetDataLettersPointer", false, [&] {
     if (rs.Bof() && rs.Eof()) return false;  // nothing to find is not a failure
     rs.MoveFirst();
     rs.FindFirst(u"[key]=" + Num(msgN));
     return !rs.NoMatch();
-  } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), u"Module1.SetDataLettersPointer");
-    return false;
-  }
+  });
 }
 
 bool SetDataPacksPointer(dao::Recordset& rs, int32_t N) {
-  try {
+  return Protected(u"Module1.SetDataPacksPointer", false, [&] {
     if (rs.Bof() && rs.Eof()) return false;  // nothing to find is not a failure
     rs.MoveFirst();
     rs.FindFirst(u"[N]=" + Num(N));
     return !rs.NoMatch();
-  } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), u"Module1.SetDataPacksPointer");
-    return false;
-  }
+  });
 }
 
 int32_t DeleteLetter2(int32_t Msg_N, const std::u16string& rProject, bool InsArcPrj, int32_t Pack_N, int16_t Shift) {

@@ -40,22 +40,19 @@ std::u16string EnumRecordsetFields(const std::u16string& dbPath, const std::u16s
 }
 
 std::u16string EnumFieldsFrom(const std::u16string& dbPath, const std::u16string& tbName) {
-  try {
-    return ReadFieldList(dbPath, tbName);
-  } catch (const Error& e) {
-    if (e.Number() == dao::dberr::kFileInUse) {
+  return Protected(u"EnumRecordsetFieldsOnly", std::u16string(), [&] {
+    try {
+      return ReadFieldList(dbPath, tbName);
+    } catch (const Error& e) {
+      if (e.Number() != dao::dberr::kFileInUse) throw;
       // The one place that tells the user the database is held by another program.
       WideMsgBox(module1::GetMUIString(u"Module1.EnumRecordsetFieldsOnly]", u"msg",
                                        u"Base of letters used by another application. vbCrLf Try to connect to "
                                        u"the database later."),
                  mb::kCritical);
-    } else {
-      module1::ReportFailure(ErrObject::From(e), u"EnumRecordsetFieldsOnly");
+      return std::u16string();
     }
-  } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), u"EnumRecordsetFieldsOnly");
-  }
-  return {};
+  });
 }
 
 }  // namespace ravelin::store

@@ -82,14 +82,14 @@ class Upgrade {
           result_.outcome = CorrectOutcome::Locked;
           throw UpgradeStopped{};
         default:
-          module1::ReportFailure(ErrObject::From(e), kCorrectSource);
+          funnel::Report(ErrObject::From(e), kCorrectSource);
           result_.outcome = CorrectOutcome::Failed;
           throw UpgradeStopped{};
       }
     } catch (const UpgradeStopped&) {
       throw;
     } catch (...) {
-      module1::ReportFailure(ErrObject::FromCurrentException(), kCorrectSource);
+      funnel::Report(ErrObject::FromCurrentException(), kCorrectSource);
       result_.outcome = CorrectOutcome::Failed;
       throw UpgradeStopped{};
     }
@@ -507,7 +507,7 @@ CorrectResult CorrectDB(const std::u16string& FilePath) {
     rn([&] { db->Close(); });
     return result;
   } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), kCorrectSource);
+    funnel::Report(ErrObject::FromCurrentException(), kCorrectSource);
     result.outcome = CorrectOutcome::Failed;
     ResumeNext rn;
     rn([&] { db->Close(); });
@@ -560,7 +560,7 @@ bool CompressDb(const std::u16string& path) {
     return true;
   } catch (...) {
     window->Close();
-    module1::ReportFailure(ErrObject::FromCurrentException(), kCompressSection);
+    funnel::Report(ErrObject::FromCurrentException(), kCompressSection);
     return false;
   }
 }

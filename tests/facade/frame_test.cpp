@@ -151,5 +151,37 @@ TEST_F(Frame, MessageWindowAndReporting) {
   EXPECT_FALSE(mail.StopRequested());
 }
 
+// A host learns that a call failed from LastError: the failure of the call it made, never
+// one of an earlier call, and one report for one failure.
+TEST_F(Frame, LastErrorTellsTheFailureOfTheLastCall) {
+  Ravelin mail;
+  EXPECT_EQ(mail.CreateEML(5), u"");  // no mail database here at all
+  ASSERT_TRUE(mail.LastError().has_value());
+  EXPECT_NE(mail.LastError()->Number, 0);
+  EXPECT_FALSE(mail.LastError()->Description.empty());
+
+  EXPECT_EQ(mail.GetName(u"Ivan <i@x.org>"), u"Ivan");
+  EXPECT_FALSE(mail.LastError().has_value()) << "cleared when the next call begins";
+
+  const size_t before = host().Reports().size();
+  int r = Protected(u"Ravelin.Outer", 1, [] {
+    // A step fails and is reported; a later step of the same call succeeds.
+    ProtectedVoid(u"Ravelin.Inner", [] { RaiseError(errnum::kTypeMismatch); });
+    return Protected(u"Ravelin.Later", 2, [] { return 3; });
+  });
+  EXPECT_EQ(r, 3);
+  ASSERT_TRUE(mail.LastError().has_value()) << "a later step of the same call keeps it";
+  EXPECT_EQ(mail.LastError()->Number, errnum::kTypeMismatch);
+  EXPECT_EQ(mail.LastError()->Source, u"Ravelin.Inner");
+  EXPECT_EQ(mail.LastError()->Description, u"Type mismatch");
+  EXPECT_EQ(host().Reports().size(), before + 1);
+
+  // The silent form keeps the failure without showing it.
+  EXPECT_EQ(Silently(5, []() -> int { throw Error(3021, {}); }), 5);
+  ASSERT_TRUE(mail.LastError().has_value());
+  EXPECT_EQ(mail.LastError()->Number, 3021);
+  EXPECT_EQ(host().Reports().size(), before + 1);
+}
+
 }  // namespace
 }  // namespace ravelin
