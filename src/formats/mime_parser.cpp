@@ -119,6 +119,11 @@ u16 UnfoldValue(u16v raw) {
   return out;
 }
 
+ReaderLimits& LimitsSlot() {
+  static ReaderLimits limits;
+  return limits;
+}
+
 void ParseMessageAt(u16v text, mailHeader& mh, int depth);
 
 void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
@@ -137,7 +142,8 @@ void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
     end = static_cast<int64_t>(body.size()) + 3;
   }
 
-  while (limit >= 1) {
+  size_t parts = 0;
+  while (limit >= 1 && parts < CurrentReaderLimits().maxParts) {
     // Last "--boundary" that ends at or before the limit.
     if (limit < static_cast<int64_t>(dl)) break;
     const size_t found = FindRev(body, delim, static_cast<size_t>(limit) - dl);
@@ -169,6 +175,7 @@ void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
       }
     }
     end = pos;
+    ++parts;
 
     mailHeader local;
     ParseMessageAt(part, local, depth + 1);
@@ -248,6 +255,7 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
   ResumeNext rn;
   u16 partName, dispositionName;
   bool multipart = false;
+  if (head.size() > CurrentReaderLimits().maxHeaderUnits) head = head.substr(0, CurrentReaderLimits().maxHeaderUnits);
 
   // The fields, from the last one up. `head` shrinks to what stands before the field just
   // read, so the walk reads every character a bounded number of times.
@@ -318,7 +326,7 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
     if (!head.empty() && head.back() == u'\r') head.remove_suffix(1);
   }
 
-  const bool split = multipart && TextEquals(mh.Content_Type, u"multipart") && depth < kMaxMimeDepth;
+  const bool split = multipart && TextEquals(mh.Content_Type, u"multipart") && depth < CurrentReaderLimits().maxDepth;
   if (split) rn([&] { ExtractPartsAt(body, mh, depth); });
 
   const u16& name = dispositionName.empty() ? partName : dispositionName;
@@ -328,6 +336,9 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
 }
 
 }  // namespace
+
+const ReaderLimits& CurrentReaderLimits() { return LimitsSlot(); }
+void SetReaderLimits(const ReaderLimits& limits) { LimitsSlot() = limits; }
 
 void CutTerminator(std::u16string& Text) {
   const size_t p = FindRev(Text, u"\r\n\r\n.");

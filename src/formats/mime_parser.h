@@ -66,9 +66,22 @@ struct mailHeader {
   std::vector<AttachFile> attFiles;
 };
 
-// Multiparts nested deeper than this are not split: such a part is kept whole, as one
-// attachment of type "multipart", so that no input can drive the reader arbitrarily deep.
-inline constexpr int kMaxMimeDepth = 50;
+// The bounds that keep hostile input from driving the reader without end. Real mail stays
+// far inside them.
+struct ReaderLimits {
+  // Multiparts nested deeper than this are not split: such a part is kept whole, as one
+  // attachment of type "multipart".
+  int maxDepth = 50;
+  // Parts read from one multipart body; the walk goes from the last part up, so a body
+  // with more keeps its last maxParts parts.
+  size_t maxParts = 100000;
+  // Units of one header block that are read; fields beyond them are not read.
+  size_t maxHeaderUnits = size_t{1} << 20;
+};
+
+// The limits in force (the defaults until a host sets others).
+const ReaderLimits& CurrentReaderLimits();
+void SetReaderLimits(const ReaderLimits& limits);
 
 // Reads the byte text of one message into `mheader`, which the caller supplies cleared.
 // The text after the last CR LF CR LF "." is taken to be the terminator of a received

@@ -265,9 +265,30 @@ std::string Nested(int depth) {
   return open + "Content-Type: text/plain\r\n\r\ndeep" + close;
 }
 
+// A host can tighten the reader's bounds; each one cuts where it says and no further.
+TEST(MimeParser, LimitsAreSettings) {
+  const ReaderLimits defaults = CurrentReaderLimits();
+  ReaderLimits tight;
+  tight.maxDepth = 2;
+  tight.maxParts = 3;
+  tight.maxHeaderUnits = 60;
+  SetReaderLimits(tight);
+  EXPECT_EQ(Out(Parse(Nested(2)).Message), "deep");
+  EXPECT_EQ(Out(Parse(Nested(3)).attFiles.at(0).ftype), "multipart");
+  std::string five = "Content-Type: multipart/mixed; boundary=p\r\n\r\n";
+  for (int i = 0; i < 5; ++i) five += "--p\r\nContent-Type: application/x; name=f" + std::to_string(i) + "\r\n\r\nx\r\n";
+  const mailHeader m = Parse(five + "--p--");
+  ASSERT_EQ(m.attFiles.size(), 3u);  // the last three
+  EXPECT_EQ(Out(m.attFiles.back().fname), "f2");
+  const mailHeader h = Parse("Subject: kept\r\nX-Pad: 01234567890123456789012345678901234567890123456789\r\nFrom: beyond@x\r\n\r\nb");
+  EXPECT_EQ(Out(h.Subject), "kept");
+  EXPECT_EQ(Out(h.From), "");
+  SetReaderLimits(defaults);
+}
+
 TEST(MimeParser, HostileShapesStayBounded) {
   // nesting within the bound reaches the text; beyond it the rest is one opaque part
-  const mailHeader shallow = Parse(Nested(kMaxMimeDepth));
+  const mailHeader shallow = Parse(Nested(CurrentReaderLimits().maxDepth));
   EXPECT_EQ(Out(shallow.Message), "deep");
   EXPECT_TRUE(shallow.attFiles.empty());
   const mailHeader deep = Parse(Nested(5000));
