@@ -10,7 +10,7 @@ cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DRAVELIN_SANITIZE=ON -DRAVELI
 cmake --build build-asan -j"$jobs"
 fuzz_status=0
 if [ $# -eq 0 ]; then
-  ./scripts/fuzz.sh "${RAVELIN_FUZZ_SECONDS:-60}" || fuzz_status=$?
+  ./scripts/fuzz.sh "${RAVELIN_FUZZ_SECONDS:-15}" || fuzz_status=$?
 fi
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
