@@ -46,6 +46,8 @@ std::string ValueCompletion(const std::string& placeholder, const std::string& t
   return "COMPREPLY=()";
 }
 
+}  // namespace
+
 void PrintBashCompletion(std::ostream& out) {
   std::set<std::string> top;
   std::map<std::string, std::set<std::string>> verbs;
@@ -109,6 +111,8 @@ void PrintBashCompletion(std::ostream& out) {
          "}\n"
          "complete -F _ravelin ravelin\n";
 }
+
+namespace {
 
 int Completion(Context& ctx, const Args& args) {
   if (args.Positional().size() != 1 || args.Positional()[0] != "bash")

@@ -90,6 +90,9 @@ const Command* FindCommand(const std::vector<std::string>& words, size_t& taken)
 void PrintHelp(std::ostream& out);
 void PrintCommandHelp(std::ostream& out, const Command& c);
 
+// A bash completion script for the commands of the table (`ravelin completion bash`).
+void PrintBashCompletion(std::ostream& out);
+
 // Prints "ravelin: <message>" on err and returns exit code 2 (bad usage) - for option errors.
 int UsageError(Context& ctx, const std::string& message);
 

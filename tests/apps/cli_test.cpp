@@ -51,6 +51,7 @@ Outcome Ravelin(const stdfs::path& home, std::vector<std::string> args, const st
   if (pid == 0) {
     setenv("TZ", "America/New_York", 1);
     setenv("LC_ALL", "C.UTF-8", 1);
+    setenv("RAVELIN_HOME", home.c_str(), 1);  // for the scripts, which don't pass --home
     if (chdir(kSource.c_str()) != 0) _exit(127);
     const int in = open("/dev/null", O_RDONLY);
     const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -184,6 +185,40 @@ TEST_F(Cli, DeleteAndRestoreRoundTrip) {
   EXPECT_EQ(r.code, 0) << r.err;
   EXPECT_EQ(r.out, "letter 2 restored to Inbox\n");
   EXPECT_EQ(Do({"list", "--deleted", "--json"}).out, "[]\n");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(Cli, DescribesEachCommandFromItsTable) {
+  const Outcome flag = Do({"list", "--help"});
+  EXPECT_EQ(flag.code, 0);
+  EXPECT_EQ(flag.out.rfind("Usage: ravelin list [--folder NAME | --deleted]", 0), 0u) << flag.out;
+  EXPECT_NE(flag.out.find("\n  --order FIELD   "), std::string::npos) << flag.out;
+  EXPECT_EQ(Do({"help", "list"}).out, flag.out);
+  EXPECT_EQ(Do({"show", "1", "--help"}).out.rfind("Usage: ravelin show KEY [--json]\n", 0), 0u);
+  // After "--" it is an argument, not a request for help.
+  EXPECT_EQ(Do({"show", "--", "--help"}).code, 2);
+  const Outcome all = Do({"--help"});
+  EXPECT_EQ(Do({"help"}).out, all.out);
+  EXPECT_NE(all.out.find("\n  import PATH... [--project P [--archive]] [--pack N] [--json]\n"), std::string::npos);
+}
+
+TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {
+  const auto complete = [&](const std::string& words) {
+    const std::string script = "source <(\"$1\" completion bash) && COMP_WORDS=(" + words +
+                               ") && COMP_CWORD=$((${#COMP_WORDS[@]} - 1)) && _ravelin && echo \"${COMPREPLY[*]}\"";
+    const Outcome r = Ravelin(home.path(), {}, script);
+    EXPECT_EQ(r.code, 0) << r.err;
+    return r.out;
+  };
+  EXPECT_EQ(complete("ravelin li"), "list\n");
+  EXPECT_EQ(complete("ravelin --home /tmp/x d"), "date decode-header delete\n");
+  EXPECT_EQ(complete("ravelin list --fo"), "--folder\n");
+  EXPECT_EQ(complete("ravelin show 3 --"), "--help --json\n");
+  EXPECT_EQ(complete("ravelin help im"), "import\n");
+  EXPECT_EQ(complete("ravelin list --order ''"), "\n");  // a value is typed, not offered
 }
 
 }  // namespace
