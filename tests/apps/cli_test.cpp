@@ -222,3 +222,25 @@ TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Cli, JsonEscapesControlCharactersAndKeepsTextBeyondTheBasicPlane) {
+  ravelin::test::TempDir files;
+  const stdfs::path eml = files.path() / "odd.eml";
+  std::ofstream(eml, std::ios::binary) << "From: =?UTF-8?Q?Zo=C3=AB=20=F0=9F=98=80?= <zoe@example.org>\r\n"
+                                          "Subject: =?UTF-8?Q?tab=09bell=07quote=22back=5C?=\r\n"
+                                          "Date: Mon, 2 Nov 2026 08:15:00 +0000\r\n\r\nbody\r\n";
+  const Outcome parsed = Do({"parse", eml.string(), "--json"});
+  ASSERT_EQ(parsed.code, 0) << parsed.err;
+  EXPECT_NE(parsed.out.find("\"From\": \"Zo\xC3\xAB \xF0\x9F\x98\x80 <zoe@example.org>\""), std::string::npos)
+      << parsed.out;
+  EXPECT_NE(parsed.out.find(R"("Subject": "tab\tbell\u0007quote\"back\\")"), std::string::npos) << parsed.out;
+
+  ASSERT_EQ(Do({"import", eml.string()}).code, 0);
+  const Outcome shown = Do({"show", "1", "--json"});
+  EXPECT_NE(shown.out.find(R"("Subject": "tab\tbell\u0007quote\"back\\",)"), std::string::npos) << shown.out;
+  EXPECT_NE(shown.out.find("\xF0\x9F\x98\x80"), std::string::npos);
+}
+
+}  // namespace
