@@ -74,6 +74,8 @@ int Main(int argc, char** argv) {
     const std::string& name = words[0];
     if (IsGroup(name) && words.size() == 1)
       std::cerr << "ravelin: '" << name << "' needs a command (see ravelin --help)\n";
+    else if (IsGroup(name))
+      std::cerr << "ravelin: unknown command '" << name << " " << words[1] << "' (see ravelin --help)\n";
     else
       std::cerr << "ravelin: unknown command '" << name << "' (see ravelin --help)\n";
     return 2;
