@@ -1,9 +1,11 @@
-// Commands on the mail database itself: `init` creates or upgrades it, `compress`
-// backs it up and compacts it.
+// Commands on the mail database itself: `where` says where it and the settings are,
+// `init` creates or upgrades it, `compress` backs it up and compacts it.
 #include <memory>
 #include <ostream>
 
 #include "commands.h"
+#include "platform/filesystem.h"
+#include "platform/module1.h"
 #include "runtime/text.h"
 #include "store/maintenance.h"
 #include "windows/frm_compress.h"
@@ -11,9 +13,19 @@
 namespace ravelin::cli {
 namespace {
 
-int RunInit(Context& ctx) {
-  Args args(ctx.args);
-  if (std::string e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+int Where(Context& ctx, const Args& args) {
+  if (!args.Positional().empty()) return UsageError(ctx, "where takes no arguments");
+  std::u16string db = ctx.mail.GetDatabaseName();
+  std::u16string ini = module1::GetIniPath();
+  ctx.out << "mail database: " << ToUtf8(db);
+  if (fs::FileExists(db)) ctx.out << " (" << fs::FileSize(db) << " bytes)\n";
+  else ctx.out << " (not created yet)\n";
+  ctx.out << "settings:      " << ToUtf8(ini) << (fs::FileExists(ini) ? "\n" : " (defaults)\n");
+  ctx.out << "list page:     " << ctx.mail.GetMsgListCount() << " letters\n";
+  return 0;
+}
+
+int RunInit(Context& ctx, const Args& args) {
   if (!args.Positional().empty()) return UsageError(ctx, "init takes no arguments");
   const std::u16string path = ctx.mail.GetDatabaseName();
   // Conversions of an old file go through the compaction window; show its captions.
@@ -45,9 +57,7 @@ int RunInit(Context& ctx) {
   return 1;
 }
 
-int RunCompress(Context& ctx) {
-  Args args(ctx.args);
-  if (std::string e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+int RunCompress(Context& ctx, const Args& args) {
   if (!args.Positional().empty()) return UsageError(ctx, "compress takes no arguments");
   const std::u16string path = ctx.mail.GetDatabaseName();
   SetCompressView(std::make_shared<CompressPrinter>(ctx.out));
@@ -72,8 +82,12 @@ const bool preparerInstalled = [] {
   return true;
 }();
 
-CommandRegistrar initCommand({"init", "init", "create the mail database, or upgrade the one found", false, RunInit});
-CommandRegistrar compressCommand({"compress", "compress", "back up and compact the mail database", true, RunCompress});
+const CommandRegistrar whereCommand(
+    {"where", {}, {}, "show where the mail database and settings are", false, Where});
+const CommandRegistrar initCommand(
+    {"init", {}, {}, "create the mail database, or upgrade the one found", false, RunInit});
+const CommandRegistrar compressCommand(
+    {"compress", {}, {}, "back up and compact the mail database", true, RunCompress});
 
 }  // namespace
 }  // namespace ravelin::cli

@@ -19,19 +19,19 @@
 namespace ravelin::cli {
 namespace {
 
-void PrintHelp(std::ostream& out) {
-  out << "Usage: ravelin [--home DIR] COMMAND [ARGS...]\n\n"
-         "Ravelin keeps mail in one database and reads, writes and sends it.\n\n"
-         "Global options:\n"
-         "  --home DIR   keep the settings and the mail database in DIR\n"
-         "               (default: $RAVELIN_HOME, else $XDG_DATA_HOME/ravelin, else ~/.local/share/ravelin)\n"
-         "  --help       show this help\n"
-         "  --version    show the version\n\n"
-         "Commands:\n";
-  std::vector<const Command*> cmds;
-  for (const auto& c : Commands()) cmds.push_back(&c);
-  std::sort(cmds.begin(), cmds.end(), [](auto* a, auto* b) { return a->name < b->name; });
-  for (auto* c : cmds) out << "  " << c->usage << "\n      " << c->summary << "\n";
+// True when the words name a group of commands ("account" of "account add").
+bool IsGroup(const std::string& word) {
+  return std::any_of(Commands().begin(), Commands().end(),
+                     [&](const Command& c) { return c.name.rfind(word + " ", 0) == 0; });
+}
+
+// `--help` (or -h) among a command's own arguments, before a "--".
+bool AsksForHelp(const std::vector<std::string>& args) {
+  for (const auto& a : args) {
+    if (a == "--") return false;
+    if (a == "--help" || a == "-h") return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -67,10 +67,28 @@ int Main(int argc, char** argv) {
     PrintHelp(std::cerr);
     return 2;
   }
-  const std::string name = args[i];
-  auto it = std::find_if(Commands().begin(), Commands().end(), [&](const Command& c) { return c.name == name; });
-  if (it == Commands().end()) {
-    std::cerr << "ravelin: unknown command '" << name << "' (see ravelin --help)\n";
+  const std::vector<std::string> words(args.begin() + static_cast<long>(i), args.end());
+  size_t taken = 0;
+  const Command* command = FindCommand(words, taken);
+  if (!command) {
+    const std::string& name = words[0];
+    if (IsGroup(name) && words.size() == 1)
+      std::cerr << "ravelin: '" << name << "' needs a command (see ravelin --help)\n";
+    else if (IsGroup(name))
+      std::cerr << "ravelin: unknown command '" << name << " " << words[1] << "' (see ravelin --help)\n";
+    else
+      std::cerr << "ravelin: unknown command '" << name << "' (see ravelin --help)\n";
+    return 2;
+  }
+  const std::vector<std::string> own(words.begin() + static_cast<long>(taken), words.end());
+  if (AsksForHelp(own)) {
+    PrintCommandHelp(std::cout, *command);
+    return 0;
+  }
+  Args parsed(own);
+  parsed.Declare(command->options);
+  if (const std::string e = parsed.Parse(); !e.empty()) {
+    std::cerr << "ravelin: " << e << "\n";
     return 2;
   }
 
@@ -83,9 +101,9 @@ int Main(int argc, char** argv) {
   Ravelin& mail = module1::SharedMail();
   mail.AppPath(module1::EffectiveAppPath());
 
-  Context ctx{mail, std::cout, std::cerr, isatty(0) && isatty(1), {args.begin() + static_cast<long>(i) + 1, args.end()}};
-  if (it->needsStore) PrepareStore(ctx);
-  return it->run(ctx);
+  Context ctx{mail, std::cout, std::cerr, isatty(0) && isatty(1), own};
+  if (command->needsStore) PrepareStore(ctx);
+  return command->run(ctx, parsed);
 }
 
 }  // namespace ravelin::cli
