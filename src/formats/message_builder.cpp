@@ -54,55 +54,50 @@ void AppendPart(u16& out, const mailHeader& part, u16v Delim) {
   ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim); });
 }
 
-void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
-  const u16& type = mh.Content_Type;
-  out += u"Content-Type: ";
-  out += type;
-  if (!Trim(mh.Content_subtype).empty()) {
-    out += u'/';
-    out += mh.Content_subtype;
-  }
-
-  if (LCase(type) == u"multipart") {
-    out += u"; boundary=\"";
+// A multipart: one multipart/mixed with the constant boundary, the record's text as its
+// first part, then every file in order, and no closing delimiter (the reader takes the
+// last part to the end).
+void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
+  out += u"; boundary=\"";
+  out += kMimeBoundary;
+  out += u'"';
+  out += Delim;
+  out += u"This is a multi-part message in MIME format.";
+  out += Delim;
+  out += Delim;
+  const auto delimiterLine = [&] {
+    out += u"--";
     out += kMimeBoundary;
-    out += u'"';
     out += Delim;
-    out += u"This is a multi-part message in MIME format.";
+  };
+  if (!mh.Message.empty()) {
+    delimiterLine();
+    mailHeader text;
+    text.Message = mh.Message;
+    text.Content_Type = u"text";
+    text.Content_subtype = u"plain";
+    AppendPart(out, text, Delim);
     out += Delim;
-    out += Delim;
-    const auto delimiterLine = [&] {
-      out += u"--";
-      out += kMimeBoundary;
-      out += Delim;
-    };
-    if (!mh.Message.empty()) {
-      delimiterLine();
-      mailHeader text;
-      text.Message = mh.Message;
-      text.Content_Type = u"text";
-      text.Content_subtype = u"plain";
-      AppendPart(out, text, Delim);
-      out += Delim;
-    }
-    for (const AttachFile& f : mh.attFiles) {
-      delimiterLine();
-      mailHeader part;
-      part.Message = f.fData;
-      part.msgCodePage = f.ContentTransferEncoding;
-      part.Content_Type = f.ftype;
-      part.Content_subtype = f.fsubtype;
-      part.Content_Disposition = f.ContentDisposition;
-      part.ContentLocation = f.ContentLocation;
-      part.FileName = f.fname;
-      part.Content_ID = f.Content_ID;
-      AppendPart(out, part, Delim);
-      out += Delim;
-    }
-    return;  // no closing delimiter: the reader takes the last part to the end
   }
+  for (const AttachFile& f : mh.attFiles) {
+    delimiterLine();
+    mailHeader part;
+    part.Message = f.fData;
+    part.msgCodePage = f.ContentTransferEncoding;
+    part.Content_Type = f.ftype;
+    part.Content_subtype = f.fsubtype;
+    part.Content_Disposition = f.ContentDisposition;
+    part.ContentLocation = f.ContentLocation;
+    part.FileName = f.fname;
+    part.Content_ID = f.Content_ID;
+    AppendPart(out, part, Delim);
+    out += Delim;
+  }
+}
 
-  const bool isText = TextEquals(type, u"text");
+// The rest of a leaf part's header after its type: charset of a text, name, disposition,
+// Content-Id, transfer encoding (8bit for plain text, else Base64) and location.
+void AppendLeafHeaders(u16& out, const mailHeader& mh, u16v Delim, bool isText, bool plain) {
   if (isText) {
     out += u"; charset=\"";
     out += mh.msgCodePage.empty() ? u16(u"utf-8") : mh.msgCodePage;
@@ -134,7 +129,6 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
     out += mh.Content_ID;
     out += Delim;
   }
-  const bool plain = TextEquals(mh.Content_subtype, u"plain");
   out += u"Content-Transfer-Encoding: ";
   out += plain ? u"8bit" : u"base64";
   out += Delim;
@@ -143,6 +137,24 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
     out += mh.ContentLocation;
     out += Delim;
   }
+}
+
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
+  const u16& type = mh.Content_Type;
+  out += u"Content-Type: ";
+  out += type;
+  if (!Trim(mh.Content_subtype).empty()) {
+    out += u'/';
+    out += mh.Content_subtype;
+  }
+  if (LCase(type) == u"multipart") {
+    AppendMultipart(out, mh, Delim);
+    return;
+  }
+
+  const bool isText = TextEquals(type, u"text");
+  const bool plain = TextEquals(mh.Content_subtype, u"plain");
+  AppendLeafHeaders(out, mh, Delim, isText, plain);
 
   if (!plain) {
     // Parts other than text, and text that names its charset, already hold their octets;

@@ -208,10 +208,9 @@ struct Token {
   int digits = 0;
 };
 
-}  // namespace
-
-std::optional<OleDate> ParseDate(std::u16string_view text) {
-  if (text.size() > 256) return std::nullopt;
+// Numbers (up to nine digits), words (lower-cased letters) and the separators / - . :;
+// blanks, tabs and commas only part tokens. Nothing for any other character.
+std::optional<std::vector<Token>> Tokenize(std::u16string_view text) {
   std::vector<Token> toks;
   for (size_t i = 0; i < text.size();) {
     char16_t c = text[i];
@@ -240,9 +239,18 @@ std::optional<OleDate> ParseDate(std::u16string_view text) {
       return std::nullopt;
     }
   }
-  // Time: number ':' number [':' number] [am|pm], or number am|pm. Taken out first.
-  int hour = -1, minute = 0, second = 0;
-  std::vector<Token> rest;
+  return toks;
+}
+
+struct TimeOfDay {
+  int hour = -1;  // -1: the text names no time
+  int minute = 0, second = 0;
+};
+
+// Takes the time out of the tokens: number ':' number [':' number] [am|pm], or number
+// am|pm; the first one counts. What is left comes back in `rest`. False for a time that
+// can't be (13 pm, 24:00, 10:60).
+bool TakeTime(const std::vector<Token>& toks, TimeOfDay& time, std::vector<Token>& rest) {
   for (size_t i = 0; i < toks.size(); ++i) {
     const Token& t = toks[i];
     bool timeHere = t.kind == Token::Num && i + 2 < toks.size() && toks[i + 1].kind == Token::Sep &&
@@ -250,30 +258,38 @@ std::optional<OleDate> ParseDate(std::u16string_view text) {
     bool hourAmPm = t.kind == Token::Num && i + 1 < toks.size() && toks[i + 1].kind == Token::Word &&
                     (toks[i + 1].text == "am" || toks[i + 1].text == "pm") &&
                     !(i > 0 && toks[i - 1].kind == Token::Sep);
-    if ((timeHere || hourAmPm) && hour < 0) {
-      hour = static_cast<int>(t.value);
+    if ((timeHere || hourAmPm) && time.hour < 0) {
+      int hour = static_cast<int>(t.value);
       size_t j = i + 1;
       if (timeHere) {
-        minute = static_cast<int>(toks[i + 2].value);
+        time.minute = static_cast<int>(toks[i + 2].value);
         j = i + 3;
         if (j + 1 < toks.size() && toks[j].kind == Token::Sep && toks[j].text == ":" && toks[j + 1].kind == Token::Num) {
-          second = static_cast<int>(toks[j + 1].value);
+          time.second = static_cast<int>(toks[j + 1].value);
           j += 2;
         }
       }
       if (j < toks.size() && toks[j].kind == Token::Word && (toks[j].text == "am" || toks[j].text == "pm")) {
-        if (hour < 1 || hour > 12) return std::nullopt;
+        if (hour < 1 || hour > 12) return false;
         if (toks[j].text == "am") hour = hour == 12 ? 0 : hour;
         else hour = hour == 12 ? 12 : hour + 12;
         ++j;
       }
-      if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+      if (hour > 23 || time.minute > 59 || time.second > 59) return false;
+      time.hour = hour;
       i = j - 1;
       continue;
     }
     rest.push_back(t);
   }
-  // Date: the remaining numbers and at most one month word; weekday words are ignored.
+  return true;
+}
+
+// The calendar day of what is left once the time is out: the numbers and at most one
+// month word (weekday words are ignored). Two-digit years are 1930..2029; a missing year
+// is the current one. Nothing for a day that doesn't exist; `timeOnly` is set when the
+// text held a time and no date.
+std::optional<DateParts> TakeDay(const std::vector<Token>& rest, bool hasTime, bool& timeOnly) {
   std::vector<int64_t> nums;
   std::vector<int> numDigits;
   int monthWord = 0, monthWordPos = -1;
@@ -293,10 +309,7 @@ std::optional<OleDate> ParseDate(std::u16string_view text) {
   }
   int64_t y = -1, m = -1, d = -1;
   if (monthWord) {
-    if (nums.size() != 2) {
-      if (nums.empty() && hour < 0) return std::nullopt;
-      if (nums.size() != 2) return std::nullopt;
-    }
+    if (nums.size() != 2) return std::nullopt;
     m = monthWord;
     // "25 Dec 2026" or "Dec 25 2026" or "2026 Dec 25"
     if (numDigits[0] >= 3) {
@@ -324,8 +337,9 @@ std::optional<OleDate> ParseDate(std::u16string_view text) {
     d = nums[1];
     if (m > 12 && d <= 12) std::swap(m, d);
     y = Year(NowLocal());
-  } else if (nums.empty() && hour >= 0) {
-    return TimeSerial(hour, minute, second);
+  } else if (nums.empty() && hasTime) {
+    timeOnly = true;
+    return std::nullopt;
   } else {
     return std::nullopt;
   }
@@ -334,9 +348,26 @@ std::optional<OleDate> ParseDate(std::u16string_view text) {
   static const int kDays[12] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
   if (d > kDays[m - 1] || (m == 2 && d == 29 && !leap)) return std::nullopt;
-  if (hour < 0) hour = 0;
-  return JoinDate(DateParts{static_cast<int32_t>(y), static_cast<int32_t>(m), static_cast<int32_t>(d), hour, minute,
-                            second});
+  return DateParts{static_cast<int32_t>(y), static_cast<int32_t>(m), static_cast<int32_t>(d), 0, 0, 0};
+}
+
+}  // namespace
+
+std::optional<OleDate> ParseDate(std::u16string_view text) {
+  if (text.size() > 256) return std::nullopt;
+  const auto toks = Tokenize(text);
+  if (!toks) return std::nullopt;
+  TimeOfDay time;
+  std::vector<Token> rest;
+  if (!TakeTime(*toks, time, rest)) return std::nullopt;
+  bool timeOnly = false;
+  std::optional<DateParts> day = TakeDay(rest, time.hour >= 0, timeOnly);
+  if (timeOnly) return TimeSerial(time.hour, time.minute, time.second);
+  if (!day) return std::nullopt;
+  day->hour = time.hour < 0 ? 0 : time.hour;
+  day->minute = time.minute;
+  day->second = time.second;
+  return JoinDate(*day);
 }
 
 OleDate CDate(std::u16string_view text) {
