@@ -1,6 +1,7 @@
 // The file-system object on POSIX, with the attribute word kept in an extended attribute.
 #include "platform/filesystem.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -29,6 +30,8 @@ stdfs::path P(const std::u16string& p) { return stdfs::path(NativePath(p)); }
   if (e == ENOENT) n = errnum::kFileNotFound;
   else if (e == EEXIST) n = errnum::kFileAlreadyExists;
   else if (e == EACCES || e == EPERM || e == EROFS || e == EBUSY) n = errnum::kPermissionDenied;
+  else if (e == ENOSPC || e == EDQUOT || e == EFBIG) n = errnum::kDiskFull;
+  else if (e == EIO) n = errnum::kDeviceIO;
   throw Error(n, DefaultErrorText(n) + u": " + path);
 }
 
@@ -83,6 +86,68 @@ void CopyFile(const std::u16string& from, const std::u16string& to, bool overwri
   if (overwrite && FileExists(to) && (GetAttributes(to) & kReadOnly)) RaiseFromErrno(EACCES, to);
   stdfs::copy_file(P(from), P(to), stdfs::copy_options::overwrite_existing, ec);
   if (ec) RaiseFromErrno(ec.value(), to);
+}
+
+namespace {
+
+void SyncPath(const std::u16string& path, int flags) {
+  const int fd = ::open(NativePath(path).c_str(), flags | O_CLOEXEC);
+  if (fd < 0) RaiseFromErrno(errno, path);
+  const int rc = ::fsync(fd);
+  const int e = errno;
+  ::close(fd);
+  // Some file systems refuse to sync a folder (EINVAL): their renames are durable anyway.
+  if (rc != 0 && e != EINVAL) RaiseFromErrno(e, path);
+}
+
+void MoveAttributeWord(const std::u16string& from, const std::u16string& to) {
+  std::lock_guard<std::mutex> lock(g_attrMutex);
+  auto& m = FallbackAttrs();
+  m.erase(NativePath(to));
+  auto it = m.find(NativePath(from));
+  if (it != m.end()) {
+    m[NativePath(to)] = it->second;
+    m.erase(it);
+  }
+}
+
+}  // namespace
+
+void SyncFile(const std::u16string& path) { SyncPath(path, O_RDONLY); }
+
+void SyncFolder(const std::u16string& folder) { SyncPath(folder.empty() ? u"." : folder, O_RDONLY | O_DIRECTORY); }
+
+void ReplaceFile(const std::u16string& from, const std::u16string& to) {
+  if (!FileExists(from)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + from);
+  SyncFile(from);
+  if (::rename(NativePath(from).c_str(), NativePath(to).c_str()) != 0) RaiseFromErrno(errno, to);
+  MoveAttributeWord(from, to);
+  SyncFolder(ParentFolder(to));
+}
+
+void CopyFileDurably(const std::u16string& from, const std::u16string& to) {
+  if (!FileExists(from)) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + from);
+  const std::u16string part = to + u".part";
+  std::error_code ec;
+  stdfs::remove(P(part), ec);
+  stdfs::copy_file(P(from), P(part), ec);
+  if (ec) {
+    stdfs::remove(P(part), ec);
+    RaiseFromErrno(ec.value(), to);
+  }
+  try {
+    ReplaceFile(part, to);
+  } catch (...) {
+    stdfs::remove(P(part), ec);
+    throw;
+  }
+}
+
+void CreatePrivateFolders(const std::u16string& path) {
+  if (path.empty() || FolderExists(path)) return;
+  // Only the folder itself is private; parents get the usual modes.
+  if (const std::u16string parent = ParentFolder(path); !parent.empty()) CreateFolders(parent);
+  if (::mkdir(NativePath(path).c_str(), 0700) != 0 && errno != EEXIST) RaiseFromErrno(errno, path);
 }
 
 void DeleteFile(const std::u16string& path) {

@@ -27,6 +27,22 @@ void MoveFile(const std::u16string& from, const std::u16string& to);
 // Copies; with overwrite false an existing target fails with 58.
 void CopyFile(const std::u16string& from, const std::u16string& to, bool overwrite = true);
 void DeleteFile(const std::u16string& path);
+
+// Durable replacement. Each of these leaves, at every instant, either the old or the new
+// complete file at the target path, and on return the change has reached the disk.
+// Flushes a file's data to the disk.
+void SyncFile(const std::u16string& path);
+// Flushes a folder's entries (a rename or a new file in it) to the disk.
+void SyncFolder(const std::u16string& folder);
+// Renames `from` over `to` (an existing target is replaced in one step) after syncing
+// `from`, then syncs the folder. Both must be in the same folder or file system.
+void ReplaceFile(const std::u16string& from, const std::u16string& to);
+// Copies to `to` through a temporary name beside it ("<to>.part"), synced and renamed
+// into place: a failure or a kill during the copy leaves any previous `to` whole.
+void CopyFileDurably(const std::u16string& from, const std::u16string& to);
+// Creates the folder (readable by the user only, 0700) and its parents; an existing
+// folder is left as it is.
+void CreatePrivateFolders(const std::u16string& path);
 int64_t FileSize(const std::u16string& path);
 int32_t GetAttributes(const std::u16string& path);
 void SetAttributes(const std::u16string& path, int32_t attributes);

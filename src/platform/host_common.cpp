@@ -28,7 +28,8 @@ std::u16string DefaultHostCommon::AddPathSlash(const std::u16string& folder) { r
 std::u16string DefaultHostCommon::GetSettingsFolder() {
   std::u16string home = Home();
   try {
-    fs::CreateFolders(home);
+    // The mail database beside the settings holds account passwords.
+    fs::CreatePrivateFolders(home);
   } catch (...) {
     // The caller finds out when it opens a file there.
   }

@@ -17,6 +17,7 @@ constexpr ErrorInfo kTable[] = {
     {13, u"Type mismatch"},
     {53, u"File not found"},
     {54, u"Bad file mode"},
+    {57, u"Device I/O error"},
     {58, u"File already exists"},
     {61, u"Disk full"},
     {70, u"Permission denied"},
@@ -35,8 +36,10 @@ constexpr ErrorInfo kTable[] = {
     {3022, u"The changes you requested to the table were not successful because they would create duplicate "
            u"values in the index, primary key, or relationship."},
     {3024, u"Could not find file."},
+    {3026, u"Not enough space on disk."},
     {3027, u"Cannot update. Database or object is read-only."},
     {3034, u"You tried to commit or rollback a transaction without first beginning a transaction."},
+    {3040, u"Disk I/O error during read or write."},
     {3045, u"Could not use the file; file already in use."},
     {3049, u"Cannot open database. It may not be a database, or the file may be corrupt."},
     {3051, u"The engine cannot open the file."},

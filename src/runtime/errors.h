@@ -20,6 +20,7 @@ inline constexpr int32_t kDivisionByZero = 11;
 inline constexpr int32_t kTypeMismatch = 13;
 inline constexpr int32_t kFileNotFound = 53;
 inline constexpr int32_t kBadFileMode = 54;
+inline constexpr int32_t kDeviceIO = 57;
 inline constexpr int32_t kFileAlreadyExists = 58;
 inline constexpr int32_t kDiskFull = 61;
 inline constexpr int32_t kPermissionDenied = 70;

@@ -1,6 +1,9 @@
 // Creating, upgrading and compacting the mail database (see maintenance.h).
 #include "store/maintenance.h"
 
+#include <ctime>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -8,9 +11,12 @@
 #include "platform/event_loop.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "platform/interaction.h"
 #include "platform/module1.h"
+#include "runtime/dates.h"
 #include "runtime/errors.h"
 #include "runtime/resume.h"
+#include "runtime/text.h"
 #include "runtime/types.h"
 #include "runtime/value.h"
 #include "runtime/vbstring.h"
@@ -526,8 +532,94 @@ CorrectResult CorrectDB(const std::u16string& FilePath) {
   return result;
 }
 
-bool CompressDb(const std::u16string& path) {
+namespace {
+
+std::function<void(CompressStep)>& StepHook() {
+  static std::function<void(CompressStep)> hook;
+  return hook;
+}
+
+void Reached(CompressStep step) {
+  if (StepHook()) StepHook()(step);
+}
+
+// "EmailW.damaged-20261123-150405.mdb" for "EmailW.mdb", in local time, beside it.
+std::u16string DamagedName(const std::u16string& db) {
+  const std::u16string folder = fs::ParentFolder(db);
+  std::u16string stem = fs::FileName(db);
+  if (const size_t dot = stem.rfind(u'.'); dot != std::u16string::npos && dot > 0) stem.resize(dot);
+  const std::time_t now = static_cast<std::time_t>(CurrentClock().UnixNow());
+  std::tm local{};
+  localtime_r(&now, &local);
+  char stamp[32];
+  std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+  std::u16string name = stem + u".damaged-" + FromUtf8(stamp);
+  std::u16string candidate = fs::JoinPath(folder, name + u".mdb");
+  // Two damaged files in one second keep both.
+  for (int n = 2; fs::FileExists(candidate); ++n) candidate = fs::JoinPath(folder, name + u"-" + NumToText(n) + u".mdb");
+  return candidate;
+}
+
+bool Sound(const std::u16string& path) {
+  try {
+    return dao::Engine().CheckIntegrity(path, true).empty();
+  } catch (const Error& e) {
+    if (e.Number() == dao::dberr::kUnrecognizedFormat) return false;
+    throw;
+  }
+}
+
+// A damaged database never goes into the backup. It is put aside under a dated name,
+// with its log, and when the backup is sound the database is made again from it.
+void PutDamagedAside(const std::u16string& db, const std::u16string& bak, CompressResult& result) {
+  const std::u16string aside = DamagedName(db);
+  fs::SetAttributes(db, fs::kNormal);
+  fs::MoveFile(db, aside);
+  std::error_code ec;
+  const std::string native = fs::NativePath(db);
+  if (std::filesystem::exists(native + "-wal", ec))
+    std::filesystem::rename(native + "-wal", fs::NativePath(aside) + "-wal", ec);
+  std::filesystem::remove(native + "-shm", ec);
+  fs::SyncFolder(fs::ParentFolder(db));
+  result.damagedCopy = aside;
+
+  bool restored = false;
+  if (fs::FileExists(bak)) {
+    bool good = false;
+    try {
+      good = Sound(bak);
+    } catch (...) {
+    }
+    if (good) {
+      fs::CopyFileDurably(bak, db);
+      restored = true;
+    }
+  }
+  result.restoredFromBackup = restored;
+  std::u16string text;
+  if (restored) {
+    text = module1::GetMUIString(
+        kCompressSection, u"msg1",
+        u"The mail database %1 is damaged. It was put aside as %2 and the mail database was made again from "
+        u"the backup %3, which is kept as it was. Letters stored after that backup are only in the damaged file.");
+  } else {
+    text = module1::GetMUIString(
+        kCompressSection, u"msg2",
+        u"The mail database %1 is damaged. It was put aside as %2. There is no sound backup (%3); a new empty "
+        u"mail database will be made.");
+  }
+  text = Replace(Replace(Replace(text, u"%1", db), u"%2", aside), u"%3", bak);
+  result.message = text;
+  WideMsgBox(text, mb::kCritical);
+}
+
+}  // namespace
+
+void SetCompressStepHook(std::function<void(CompressStep)> hook) { StepHook() = std::move(hook); }
+
+CompressResult CompressDatabase(const std::u16string& path) {
   const std::shared_ptr<CompactionProgress> window = CurrentCompactionProgress();
+  CompressResult result;
   try {
     const std::u16string db = path.empty() ? module1::GetEmailDbPath() : path;
     const std::u16string folder = fs::AddPathSlash(module1::GetDbFolder());
@@ -535,8 +627,29 @@ bool CompressDb(const std::u16string& path) {
     const std::u16string bak = folder + u"EmailW~.mdb";
 
     ShowCompressCaption(u"cap1", u"Creating a a database backup ...");
-    // The backup of the previous run is overwritten.
-    fs::CopyFile(db, bak, fs::FileExists(bak));
+    // From the check to the replacement nobody else may write the file: what is
+    // checked is what is backed up, compacted and replaced.
+    std::shared_ptr<void> hold;
+    try {
+      hold = dao::Engine().HoldExclusive(db);
+    } catch (const Error& e) {
+      if (e.Number() != dao::dberr::kFileInUse) throw;
+      // Another program has the file: the compaction can't run, and nothing is touched.
+      ShowCompressCaption(u"cap2", u"Compression of base ...");
+      window->Close();
+      result.failure = ErrObject::From(e);
+      return result;
+    }
+    if (!Sound(db)) {
+      hold.reset();
+      PutDamagedAside(db, bak, result);
+      window->Close();
+      return result;
+    }
+    Reached(CompressStep::Checked);
+    // The previous backup is replaced only by a complete new one.
+    dao::Engine().BackupDatabase(db, bak);
+    Reached(CompressStep::BackedUp);
     // A temporary file left by an interrupted run would make the compaction fail.
     if (fs::FileExists(tmp)) {
       fs::SetAttributes(tmp, fs::kNormal);
@@ -548,20 +661,72 @@ bool CompressDb(const std::u16string& path) {
     loop::PumpOnce();
     if (rn.LastError() || !fs::FileExists(tmp)) {
       // The database is untouched; a partial temporary file goes with the next run.
+      if (rn.LastError()) result.failure = *rn.LastError();
       window->Close();
-      return false;
+      return result;
     }
+    Reached(CompressStep::Compacted);
     ShowCompressCaption(u"cap3", u"Removing the old versions ...");
-    fs::DeleteFile(db);
+    // One rename puts the compacted file in the old one's place: at every instant the
+    // path holds either the old or the new database.
+    fs::ReplaceFile(tmp, db);
     loop::PumpOnce();
-    fs::MoveFile(tmp, db);
-    loop::PumpOnce();
+    Reached(CompressStep::Replaced);
+    hold.reset();
     window->Close();
-    return true;
+    result.compacted = true;
+    return result;
   } catch (...) {
     window->Close();
-    funnel::Report(ErrObject::FromCurrentException(), kCompressSection);
-    return false;
+    result.failure = ErrObject::FromCurrentException();
+    funnel::Report(*result.failure, kCompressSection);
+    return result;
+  }
+}
+
+bool CompressDb(const std::u16string& path) { return CompressDatabase(path).compacted; }
+
+IntegrityReport CheckMailDatabase(const std::u16string& path, bool full) {
+  IntegrityReport report;
+  try {
+    report.problems = dao::Engine().CheckIntegrity(path.empty() ? module1::GetEmailDbPath() : path, full);
+    report.sound = report.problems.empty();
+  } catch (const Error& e) {
+    if (e.Number() == dao::dberr::kUnrecognizedFormat) {
+      report.problems.push_back(u"the file is not a mail database");
+    } else {
+      report.failure = ErrObject::From(e);
+    }
+  } catch (...) {
+    report.failure = ErrObject::FromCurrentException();
+  }
+  return report;
+}
+
+std::u16string DescribeFailure(const ErrObject& err) {
+  switch (err.Number) {
+    case dao::dberr::kDiskFull:
+    case errnum::kDiskFull:
+      return u"the disk is full";
+    case dao::dberr::kReadOnly:
+    case errnum::kPermissionDenied:
+      return u"the mail database is read-only";
+    case dao::dberr::kLocked:
+    case dao::dberr::kTableLocked:
+    case dao::dberr::kFileInUse: {
+      const int32_t waited = (dao::Engine().tuning().busyTimeoutMs + 999) / 1000;
+      return u"the mail database is in use by another program (waited " + NumToText(waited) + u" s)";
+    }
+    case dao::dberr::kCorrupt:
+    case dao::dberr::kUnrecognizedFormat:
+      return u"the mail database is damaged (\"ravelin check\" tells more)";
+    case dao::dberr::kDiskIO:
+    case errnum::kDeviceIO:
+      return u"the disk could not be read or written (input/output error)";
+    case errnum::kOutOfMemory:
+      return u"there is not enough memory";
+    default:
+      return err.Description.empty() ? DefaultErrorText(err.Number) : err.Description;
   }
 }
 

@@ -12,8 +12,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "core/errors.h"
 
 namespace ravelin::store {
 
@@ -43,7 +47,42 @@ CorrectResult CorrectDB(const std::u16string& FilePath);
 // Compacts the database at path (GetDatabaseName when empty). Returns true when the
 // compacted file replaced the database. Never throws: failures are reported with
 // "Module1.CompressDb".
+//
+// The file is checked first. A damaged file is neither backed up nor compacted: it is
+// put aside beside the database as "EmailW.damaged-YYYYMMDD-HHMMSS.mdb", the backup
+// is kept, the database is made again from the backup when the backup is sound, and
+// the user is told all of it in one message. A sound file is backed up through a
+// temporary name and compacted; the compacted file replaces the database by one rename,
+// so at every instant the path holds the old or the new database whole.
 bool CompressDb(const std::u16string& path = {});
+
+// What a compaction did, for hosts that tell the user more than yes or no.
+struct CompressResult {
+  bool compacted = false;            // the compacted file replaced the database
+  std::u16string damagedCopy;        // where a damaged database was put aside
+  bool restoredFromBackup = false;   // the database was made again from the backup
+  std::u16string message;            // the message the user was shown about damage
+  std::optional<ErrObject> failure;  // why the compaction didn't run or failed
+};
+CompressResult CompressDatabase(const std::u16string& path = {});
+
+// The points between the steps of a compaction, for tests that stop a run there.
+enum class CompressStep { Checked, BackedUp, Compacted, Replaced };
+void SetCompressStepHook(std::function<void(CompressStep)> hook);
+
+// The engine's check of the mail database's structure. `problems` is empty for a
+// sound file; `failure` is set when the file couldn't be checked at all.
+struct IntegrityReport {
+  bool sound = false;
+  std::vector<std::u16string> problems;
+  std::optional<ErrObject> failure;
+};
+IntegrityReport CheckMailDatabase(const std::u16string& path, bool full = true);
+
+// The cause of a failure in words a user acts on: "the disk is full", "the mail
+// database is read-only", "the mail database is in use by another program (waited
+// 5 s)", "the mail database is damaged"; the error's own text for anything else.
+std::u16string DescribeFailure(const ErrObject& err);
 
 // Removes a file even when it is marked Hidden; nothing when it isn't there.
 void EraseHidden(const std::u16string& path);

@@ -224,13 +224,24 @@ TEST_F(MaintenanceTest, HeldOrUnreadableFilesAreLeftAlone) {
                                                             u"caption:Compression of base ...", u"unload"}));
     holder->Close();
   }
-  // A file that is no database: nothing replaces it.
+  // A file that is no database is put aside whole, the user is told where, and a new
+  // store takes its place; no backup is made of it.
   const std::u16string path = DbPath();
   fs::SetAttributes(path, 0);
   fs::DeleteFile(path);
   fs::WriteAll(path, "not a database at all");
-  EXPECT_EQ(store::CorrectDB(path).outcome, store::CorrectOutcome::Failed);
-  EXPECT_EQ(fs::ReadAll(path), "not a database at all");
+  user().shown.clear();
+  EXPECT_EQ(store::CorrectDB(path).outcome, store::CorrectOutcome::Created);
+  std::vector<std::u16string> aside;
+  for (const auto& f : fs::ListFiles(fs::ParentFolder(path)))
+    if (fs::FileName(f).rfind(u"EmailW.damaged-", 0) == 0) aside.push_back(f);
+  ASSERT_EQ(aside.size(), 1u);
+  EXPECT_EQ(fs::ReadAll(aside[0]), "not a database at all");
+  EXPECT_FALSE(fs::FileExists(HomeFile("EmailW~.mdb")));
+  ASSERT_EQ(user().shown.size(), 1u);
+  EXPECT_EQ(user().shown[0].style, 16);
+  EXPECT_NE(user().shown[0].text.find(aside[0]), std::u16string::npos) << ToUtf8(user().shown[0].text);
+  EXPECT_NE(user().shown[0].text.find(u"damaged"), std::u16string::npos);
 }
 
 TEST_F(MaintenanceTest, CompressKeepsABackupAndReplacesTheFile) {

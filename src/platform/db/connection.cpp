@@ -57,9 +57,16 @@ int TableMeta::FindIndex(std::u16string_view field) const {
 
 void ThrowDb(int32_t number, std::u16string text) { throw Error(number, std::move(text)); }
 
+namespace {
+// The last failure of a statement in this thread: what a transaction that the engine
+// ended on its own (SQLite rolls back on a full disk or an I/O error) died of.
+thread_local int lastFailure = SQLITE_OK;
+}  // namespace
+
 void ThrowSqlite(sqlite3* db, int rc, std::u16string_view context) {
   std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
   int ext = db ? sqlite3_extended_errcode(db) : rc;
+  if (db) lastFailure = ext;
   std::u16string m = FromUtf8(msg);
   auto with = [&](std::u16string t) {
     if (!context.empty()) t += u" (" + std::u16string(context) + u")";
@@ -80,9 +87,21 @@ void ThrowSqlite(sqlite3* db, int rc, std::u16string_view context) {
     case SQLITE_CORRUPT:
       ThrowDb(dberr::kCorrupt, with(u"Cannot open database. It may not be a database, or the file may be corrupt."));
     case SQLITE_CANTOPEN:
-      ThrowDb(dberr::kFileNotFound, with(u"Could not find file."));
-    case SQLITE_READONLY:
+      // The log beside the file could not be made: the folder is not writable.
+      if (ext == SQLITE_CANTOPEN_CONVPATH || ext == SQLITE_CANTOPEN_FULLPATH) ThrowDb(dberr::kFileNotFound, with(u"Could not find file."));
       ThrowDb(dberr::kReadOnly, with(u"Cannot update. Database or object is read-only."));
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      ThrowDb(dberr::kReadOnly, with(u"Cannot update. Database or object is read-only."));
+    case SQLITE_FULL:
+      ThrowDb(dberr::kDiskFull, with(u"Not enough space on disk."));
+    case SQLITE_IOERR:
+      if (ext == SQLITE_IOERR_NOMEM) ThrowDb(errnum::kOutOfMemory, with(u"Out of memory"));
+      ThrowDb(dberr::kDiskIO, with(u"Disk I/O error during read or write."));
+    case SQLITE_NOMEM:
+      ThrowDb(errnum::kOutOfMemory, with(u"Out of memory"));
+    case SQLITE_TOOBIG:
+      ThrowDb(dberr::kFieldTooSmall, with(u"The value is larger than a field of the database can hold."));
     default:
       break;
   }
@@ -725,16 +744,57 @@ void Connection::Begin() {
 
 void Connection::Commit() {
   inTxn_ = false;
-  if (sqlite3_get_autocommit(db_)) return;  // the engine ended it already (an I/O failure)
+  savepoints_.clear();
+  if (sqlite3_get_autocommit(db_)) {
+    // SQLite ended the transaction itself after a failed write (a full disk, an I/O
+    // error): nothing of it reached the file, and the caller must hear so.
+    SchemaChanged();
+    const int cause = lastFailure == SQLITE_OK ? SQLITE_IOERR : lastFailure;
+    lastFailure = SQLITE_OK;
+    ThrowSqlite(nullptr, cause, u"the changes were not saved");
+  }
   int rc = sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr);
   if (rc != SQLITE_OK) {
-    int code = rc;
-    std::u16string text = FromUtf8(sqlite3_errmsg(db_));
+    const int ext = sqlite3_extended_errcode(db_);
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
-    if ((code & 0xff) == SQLITE_BUSY)
-      ThrowDb(dberr::kLocked, u"Could not update; currently locked by another session on this machine.");
-    ThrowDb(dberr::kGeneric, text);
+    SchemaChanged();
+    ThrowSqlite(nullptr, ext, u"the changes were not saved");
   }
+}
+
+void Connection::Savepoint(int level) {
+  if (!inTxn_) Begin();
+  Exec("SAVEPOINT rv_level" + std::to_string(level));
+  savepoints_.push_back(level);
+}
+
+void Connection::ReleaseSavepoint(int level) {
+  if (savepoints_.empty() || savepoints_.back() != level) return;  // opened inside the level
+  savepoints_.pop_back();
+  if (sqlite3_get_autocommit(db_)) return;  // ended by a failure; the outer commit says so
+  Exec("RELEASE rv_level" + std::to_string(level));
+}
+
+void Connection::RollbackToSavepoint(int level) {
+  const bool mine = !savepoints_.empty() && savepoints_.back() == level;
+  if (mine) savepoints_.pop_back();
+  if (sqlite3_get_autocommit(db_)) {
+    // The whole transaction is gone already; the outer commit reports it.
+    SchemaChanged();
+    return;
+  }
+  if (mine) {
+    const std::string name = "rv_level" + std::to_string(level);
+    sqlite3_exec(db_, ("ROLLBACK TO " + name + "; RELEASE " + name).c_str(), nullptr, nullptr, nullptr);
+  } else {
+    // This connection joined inside the level: all it did belongs to the level.
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    savepoints_.clear();
+    inTxn_ = false;
+    Begin();
+  }
+  holds_ = 0;
+  SchemaChanged();
 }
 
 void Connection::Hold() {
@@ -797,6 +857,8 @@ void Connection::SetExplicit(bool on) {
 void Connection::RollbackAll() {
   if (inTxn_ && !sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
   inTxn_ = false;
+  savepoints_.clear();
+  lastFailure = SQLITE_OK;
   holds_ = 0;
   explicit_ = false;
   SchemaChanged();

@@ -23,7 +23,8 @@
 //   the collection, 3283 primary key exists, 3314 Required field left empty,
 //   3315 zero-length text where not allowed, 3343 unrecognised database format,
 //   3349 numeric overflow, 3367 object already in the collection, 3421 type
-//   conversion error, 3024 file not found, 3000 for other engine failures.
+//   conversion error, 3024 file not found, 3026 the disk is full, 3040 the disk
+//   failed to read or write, 3049 the file is damaged, 3000 for other engine failures.
 //
 // Field access on a recordset reads naturally:
 //   Value v = rs->Fields(u"Subject").Value();
@@ -98,7 +99,9 @@ inline constexpr int32_t kObjectNotFound = 3011;
 inline constexpr int32_t kNoCurrentRecord = 3021;
 inline constexpr int32_t kDuplicateKey = 3022;
 inline constexpr int32_t kFileNotFound = 3024;
+inline constexpr int32_t kDiskFull = 3026;
 inline constexpr int32_t kReadOnly = 3027;
+inline constexpr int32_t kDiskIO = 3040;
 inline constexpr int32_t kFileInUse = 3045;
 inline constexpr int32_t kTooFewParameters = 3061;
 inline constexpr int32_t kUnknownName = 3070;
@@ -598,13 +601,35 @@ class DBEngine {
                        std::u16string_view locale = {}, int32_t options = 0);
 
   // Transactions spanning every Database of this process (per file: each open file's
-  // shared connection joins). Nested BeginTrans is counted; the outermost CommitTrans
-  // commits. Rollback undoes everything since the outermost BeginTrans. 3034 for a
-  // CommitTrans or Rollback with none open.
+  // shared connection joins). Transactions nest: the outermost CommitTrans commits to
+  // the file, an inner one keeps its work in the outer; Rollback undoes the innermost
+  // open transaction only. 3034 for a CommitTrans or Rollback with none open. A failed
+  // outermost CommitTrans leaves the file as it was before the outermost BeginTrans.
   void BeginTrans();
   void CommitTrans();
   void Rollback();
   int32_t TransactionDepth() const;
+
+  // The engine's full check of a file's structure (every page, index and row), or the
+  // quick one (pages and rows, not the agreement of indexes with their tables). Returns
+  // the problems found, in the engine's words; empty when the file is sound. 3024 when
+  // the file is missing, 3343 when it isn't a database at all, 3045 when it is held
+  // exclusively. Safe while other connections read or write the file.
+  std::vector<std::u16string> CheckIntegrity(std::u16string_view path, bool full = true);
+
+  // Holds `path` exclusively for this process until the returned token is released:
+  // other processes get 3045 when they open it, while this process's own compaction,
+  // backup and check of the file go ahead. 3045 when the file is open anywhere, 3024
+  // when it is missing.
+  std::shared_ptr<void> HoldExclusive(std::u16string_view path);
+  // Writes a whole copy of the file `src` (committed work still in its log included)
+  // to `dst` through the temporary name "<dst>.part", synced and renamed over `dst`:
+  // until the copy is complete, a previous `dst` stays as it was. 3045 when `src` is
+  // open anywhere, 3024 when it is missing, 3026 when the disk is full.
+  void BackupDatabase(std::u16string_view src, std::u16string_view dst);
+
+  // The largest value, in octets, that one field of a row can hold.
+  int64_t MaxValueBytes() const;
 
   Tuning& tuning();
 };

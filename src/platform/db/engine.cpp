@@ -17,12 +17,14 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <mutex>
 
 #include "platform/db/internal.h"
 #include "platform/db/sql_dialect.h"
+#include "platform/filesystem.h"
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
 
@@ -36,6 +38,7 @@ struct EngineState {
   DBEngine::Tuning tuning;
   int depth = 0;
   std::map<std::string, std::weak_ptr<Connection>> open;
+  std::map<std::string, int> held;  // files this process holds exclusively, by key
 };
 
 EngineState& State() {
@@ -58,6 +61,11 @@ std::string KeyOf(const fsys::path& p) {
 // A lock on the file itself (independent of SQLite's byte-range locks): shared by every
 // process that has it open, exclusive for an exclusive open or a compaction.
 int LockFile(const fsys::path& p, bool exclusive, std::u16string_view shown) {
+  // Under this process's own exclusive hold the lock is shared with the holder.
+  if (auto h = State().held.find(KeyOf(p)); h != State().held.end()) {
+    int fd = ::dup(h->second);
+    if (fd >= 0) return fd;
+  }
   int fd = ::open(p.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(shown) + u"'.");
   if (::flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
@@ -96,8 +104,32 @@ void CheckFormat(sqlite3* db, std::u16string_view shown) {
   if (rc == SQLITE_OK) rc = sqlite3_step(st);
   sqlite3_finalize(st);
   if (rc == SQLITE_ROW || rc == SQLITE_DONE) return;
-  if ((rc & 0xff) == SQLITE_BUSY || (rc & 0xff) == SQLITE_LOCKED) InUse(shown);
-  ThrowDb(dberr::kUnrecognizedFormat, u"Unrecognized database format '" + std::u16string(shown) + u"'.");
+  switch (rc & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      InUse(shown);
+    case SQLITE_NOTADB:
+    case SQLITE_ERROR:  // a database of another program: no table of ours
+      ThrowDb(dberr::kUnrecognizedFormat, u"Unrecognized database format '" + std::u16string(shown) + u"'.");
+    default:
+      // The environment (a folder that can't be written, a full disk, damage): its own cause.
+      ThrowSqlite(db, rc, shown);
+  }
+}
+
+// Makes a new empty file readable by the user only: the mail database holds account
+// passwords. SQLite gives its log files the mode of the database file.
+void CreatePrivateFile(const fsys::path& p, std::u16string_view shown) {
+  int fd = ::open(p.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    const int e = errno;
+    if (e == EEXIST) ThrowDb(dberr::kDatabaseExists, u"Database already exists.");
+    if (e == ENOSPC || e == EDQUOT) ThrowDb(dberr::kDiskFull, u"Not enough space on disk. (" + std::u16string(shown) + u")");
+    if (e == EACCES || e == EPERM || e == EROFS)
+      ThrowDb(dberr::kReadOnly, u"Cannot update. Database or object is read-only. (" + std::u16string(shown) + u")");
+    ThrowDb(dberr::kFileNotFound, u"The engine cannot create the file '" + std::u16string(shown) + u"'.");
+  }
+  ::close(fd);
 }
 
 void SetVersion(sqlite3* db, int32_t options) {
@@ -173,7 +205,14 @@ std::shared_ptr<Database> DBEngine::CreateDatabase(std::u16string_view path, std
   std::error_code ec;
   if (fsys::exists(p, ec)) ThrowDb(dberr::kDatabaseExists, u"Database already exists.");
   RemoveStaleSidecars(p);
-  sqlite3* db = RawOpen(p, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, path);
+  CreatePrivateFile(p, path);
+  sqlite3* db = nullptr;
+  try {
+    db = RawOpen(p, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, path);
+  } catch (...) {
+    fsys::remove(p, ec);
+    throw;
+  }
   std::string sql =
       "PRAGMA encoding='UTF-16le';"
       "BEGIN;"
@@ -201,6 +240,7 @@ std::shared_ptr<Database> DBEngine::CreateDatabase(std::u16string_view path, std
   sqlite3_close_v2(db);
   if (!ok) {
     fsys::remove(p, ec);
+    RemoveStaleSidecars(p);
     ThrowDb(dberr::kGeneric, u"The database could not be created: " + err);
   }
   return OpenDatabase(path);
@@ -228,6 +268,7 @@ void DBEngine::CompactDatabase(std::u16string_view src, std::u16string_view dst,
     sqlite3_busy_timeout(db, State().tuning.busyTimeoutMs);
     RegisterFunctions(db);
     CheckFormat(db, src);
+    CreatePrivateFile(d, dst);
     Stmt vac(db, "VACUUM INTO ?1");
     std::string target = d.string();
     sqlite3_bind_text(vac.get(), 1, target.c_str(), static_cast<int>(target.size()), SQLITE_TRANSIENT);
@@ -259,14 +300,22 @@ void DBEngine::CompactDatabase(std::u16string_view src, std::u16string_view dst,
 }
 
 void DBEngine::BeginTrans() {
-  if (State().depth++ > 0) return;
+  const int level = ++State().depth;
+  if (level > 1) {
+    ForEachOpen([&](Connection& c) { c.Savepoint(level); });
+    return;
+  }
   ForEachOpen([](Connection& c) { c.SetExplicit(true); });
 }
 
 void DBEngine::CommitTrans() {
   if (State().depth == 0)
     ThrowDb(dberr::kNoTransaction, u"You tried to commit or rollback a transaction without first beginning a transaction.");
-  if (--State().depth > 0) return;
+  const int level = State().depth--;
+  if (level > 1) {
+    ForEachOpen([&](Connection& c) { c.ReleaseSavepoint(level); });
+    return;
+  }
   std::optional<Error> failure;
   ForEachOpen([&](Connection& c) {
     try {
@@ -281,11 +330,125 @@ void DBEngine::CommitTrans() {
 void DBEngine::Rollback() {
   if (State().depth == 0)
     ThrowDb(dberr::kNoTransaction, u"You tried to commit or rollback a transaction without first beginning a transaction.");
-  State().depth = 0;
+  const int level = State().depth--;
+  if (level > 1) {
+    ForEachOpen([&](Connection& c) { c.RollbackToSavepoint(level); });
+    return;
+  }
   ForEachOpen([](Connection& c) { c.RollbackAll(); });
 }
 
 int32_t DBEngine::TransactionDepth() const { return State().depth; }
+
+std::vector<std::u16string> DBEngine::CheckIntegrity(std::u16string_view path, bool full) {
+  fsys::path p = PathOf(path);
+  std::error_code ec;
+  if (!fsys::is_regular_file(p, ec)) ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(path) + u"'.");
+  auto it = State().open.find(KeyOf(p));
+  if (it != State().open.end()) {
+    if (auto c = it->second.lock(); c && c->exclusive()) InUse(path);
+  }
+  int fd = LockFile(p, false, path);
+  sqlite3* db = nullptr;
+  std::vector<std::u16string> problems;
+  try {
+    // Read-only, and without creating a log: a check must not change what it checks.
+    db = RawOpen(p, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, path);
+    sqlite3_busy_timeout(db, State().tuning.busyTimeoutMs);
+    RegisterFunctions(db);
+    CheckFormat(db, path);
+    Stmt st(db, full ? "PRAGMA integrity_check(100)" : "PRAGMA quick_check(100)");
+    int rc;
+    while ((rc = sqlite3_step(st.get())) == SQLITE_ROW) {
+      const char* row = reinterpret_cast<const char*>(sqlite3_column_text(st.get(), 0));
+      std::string text = row ? row : "";
+      if (text != "ok") problems.push_back(FromUtf8(text));
+    }
+    if (rc != SQLITE_DONE) {
+      const int code = rc & 0xff;
+      if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB)
+        problems.push_back(FromUtf8(sqlite3_errmsg(db)));
+      else
+        ThrowSqlite(db, rc, path);
+    }
+  } catch (const Error& e) {
+    if (db) sqlite3_close_v2(db);
+    ::close(fd);
+    // A file damaged where its header or catalogue lies can't even be read.
+    if (e.Number() == dberr::kCorrupt) return {e.Description()};
+    throw;
+  }
+  sqlite3_close_v2(db);
+  ::close(fd);
+  return problems;
+}
+
+std::shared_ptr<void> DBEngine::HoldExclusive(std::u16string_view path) {
+  fsys::path p = PathOf(path);
+  std::error_code ec;
+  if (!fsys::is_regular_file(p, ec)) ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(path) + u"'.");
+  const std::string key = KeyOf(p);
+  if (auto it = State().open.find(key); it != State().open.end() && !it->second.expired()) InUse(path);
+  if (State().held.count(key)) InUse(path);
+  const int fd = LockFile(p, true, path);
+  State().held[key] = fd;
+  return std::shared_ptr<void>(nullptr, [key, fd](void*) {
+    State().held.erase(key);
+    ::close(fd);
+  });
+}
+
+void DBEngine::BackupDatabase(std::u16string_view src, std::u16string_view dst) {
+  fsys::path s = PathOf(src);
+  std::error_code ec;
+  if (!fsys::is_regular_file(s, ec)) ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(src) + u"'.");
+  auto it = State().open.find(KeyOf(s));
+  if (it != State().open.end() && !it->second.expired()) InUse(src);
+  int fd = LockFile(s, true, src);
+  try {
+    // Committed work still in the log goes into the file, so that the file alone is whole.
+    if (fsys::exists(fsys::path(s.string() + "-wal"), ec)) {
+      sqlite3* db = RawOpen(s, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, src);
+      sqlite3_busy_timeout(db, State().tuning.busyTimeoutMs);
+      int rc = sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+      if (rc != SQLITE_OK) {
+        try {
+          ThrowSqlite(db, rc, src);
+        } catch (...) {
+          sqlite3_close_v2(db);
+          throw;
+        }
+      }
+      sqlite3_close_v2(db);
+    }
+    const std::u16string part = std::u16string(dst) + u".part";
+    fsys::remove(PathOf(part), ec);
+    CreatePrivateFile(PathOf(part), part);
+    fsys::copy_file(s, PathOf(part), fsys::copy_options::overwrite_existing, ec);
+    if (ec) {
+      fsys::remove(PathOf(part), ec);
+      if (ec.value() == ENOSPC) ThrowDb(dberr::kDiskFull, u"Not enough space on disk. (" + part + u")");
+      ThrowDb(dberr::kDiskIO, u"Disk I/O error during read or write. (" + part + u")");
+    }
+    fs::ReplaceFile(part, std::u16string(dst));
+  } catch (...) {
+    ::close(fd);
+    throw;
+  }
+  ::close(fd);
+}
+
+int64_t DBEngine::MaxValueBytes() const {
+  // The compiled limit; a connection can only lower it, and ours never do.
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+    if (db) sqlite3_close_v2(db);
+    return 1000000000;
+  }
+  const int64_t limit = sqlite3_limit(db, SQLITE_LIMIT_LENGTH, -1);
+  sqlite3_close_v2(db);
+  return limit;
+}
 
 // ---- Database -------------------------------------------------------------------------
 

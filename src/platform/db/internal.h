@@ -135,9 +135,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void Release();
   int64_t ReserveAutoNumber(const TableMeta& table);
 
-  // The engine's transaction.
+  // The engine's transaction; an inner transaction is a savepoint named by its level.
   void SetExplicit(bool on);
   void RollbackAll();
+  void Savepoint(int level);
+  void ReleaseSavepoint(int level);
+  void RollbackToSavepoint(int level);
 
   // Prepared statements of recordsets, kept for the next recordset on the same text.
   sqlite3_stmt* TakeStatement(const std::string& sql);
@@ -164,6 +167,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   int holds_ = 0;
   bool explicit_ = false;
   bool inTxn_ = false;
+  std::vector<int> savepoints_;  // levels of the inner transactions this connection holds
   int64_t serial_ = 0;
   int64_t generation_ = 0;
   int64_t schemaVersion_ = -1;

@@ -114,7 +114,7 @@ class MailDbTest : public ::testing::Test {
     BuildMailTables(*db);
   }
   void TearDown() override {
-    if (Engine().TransactionDepth() > 0) Engine().Rollback();
+    while (Engine().TransactionDepth() > 0) Engine().Rollback();
   }
 
   // Adds a letter and returns its key.
