@@ -14,6 +14,7 @@
 #include "runtime/dates.h"
 #include "runtime/text.h"
 #include "runtime/value.h"
+#include "runtime/vbstring.h"
 #include "store/maintenance.h"
 #include "support/test_support.h"
 

@@ -39,6 +39,9 @@ struct EngineState {
   int depth = 0;
   std::map<std::string, std::weak_ptr<Connection>> open;
   std::map<std::string, int> held;  // files this process holds exclusively, by key
+  // Connections in the engine's transaction stay open until it ends: a Database closed
+  // in the middle must not take the transaction's work with it.
+  std::vector<std::shared_ptr<Connection>> pinned;
 };
 
 EngineState& State() {
@@ -173,7 +176,10 @@ std::shared_ptr<Connection> Connect(std::u16string_view path, bool exclusive) {
   }
   auto conn = std::make_shared<Connection>(db, key, std::u16string(path), fd, exclusive);
   reg[key] = conn;
-  if (State().depth > 0) conn->SetExplicit(true);
+  if (State().depth > 0) {
+    conn->SetExplicit(true);
+    State().pinned.push_back(conn);
+  }
   return conn;
 }
 
@@ -301,11 +307,26 @@ void DBEngine::CompactDatabase(std::u16string_view src, std::u16string_view dst,
 
 void DBEngine::BeginTrans() {
   const int level = ++State().depth;
-  if (level > 1) {
-    ForEachOpen([&](Connection& c) { c.Savepoint(level); });
-    return;
+  // A transaction that can't begin (the write lock is held elsewhere) leaves no trace.
+  try {
+    if (level > 1) {
+      ForEachOpen([&](Connection& c) { c.Savepoint(level); });
+      return;
+    }
+    ForEachOpen([](Connection& c) {
+      State().pinned.push_back(c.shared_from_this());
+      c.SetExplicit(true);
+    });
+  } catch (...) {
+    --State().depth;
+    if (level > 1) {
+      ForEachOpen([&](Connection& c) { c.RollbackToSavepoint(level); });
+    } else {
+      ForEachOpen([](Connection& c) { c.RollbackAll(); });
+      State().pinned.clear();
+    }
+    throw;
   }
-  ForEachOpen([](Connection& c) { c.SetExplicit(true); });
 }
 
 void DBEngine::CommitTrans() {
@@ -324,6 +345,7 @@ void DBEngine::CommitTrans() {
       if (!failure) failure = e;
     }
   });
+  State().pinned.clear();
   if (failure) throw *failure;
 }
 
@@ -336,6 +358,7 @@ void DBEngine::Rollback() {
     return;
   }
   ForEachOpen([](Connection& c) { c.RollbackAll(); });
+  State().pinned.clear();
 }
 
 int32_t DBEngine::TransactionDepth() const { return State().depth; }
