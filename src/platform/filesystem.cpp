@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -241,6 +242,25 @@ std::string ReadAll(const std::u16string& path) {
     data.resize(static_cast<size_t>(in.gcount()));
   }
   return data;
+}
+
+std::u16string ReadAllByteText(const std::u16string& path) {
+  std::FILE* f = std::fopen(NativePath(path).c_str(), "rb");
+  if (!f) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + path);
+  std::u16string text;
+  struct stat st;
+  if (::fstat(::fileno(f), &st) == 0 && st.st_size > 0) text.reserve(static_cast<size_t>(st.st_size));
+  std::string piece(size_t{1} << 20, '\0');
+  size_t n;
+  while ((n = std::fread(piece.data(), 1, piece.size(), f)) > 0) {
+    const size_t at = text.size();
+    text.resize(at + n);
+    for (size_t i = 0; i < n; ++i) text[at + i] = static_cast<unsigned char>(piece[i]);
+  }
+  const bool failed = std::ferror(f) != 0;
+  std::fclose(f);
+  if (failed) RaiseFromErrno(EIO, path);
+  return text;
 }
 
 void WriteAll(const std::u16string& path, std::string_view data) {

@@ -62,6 +62,9 @@ std::string NativePath(const std::u16string& path);
 
 // Whole-file I/O on octets.
 std::string ReadAll(const std::u16string& path);           // raises 53 when missing
+// The file as byte text (one UTF-16 unit per octet), read in pieces so that the octets
+// are never held twice; raises 53 when missing, 57 when the disk fails to read.
+std::u16string ReadAllByteText(const std::u16string& path);
 void WriteAll(const std::u16string& path, std::string_view data);  // create or truncate
 
 }  // namespace ravelin::fs

@@ -182,7 +182,7 @@ bool HasUnicodeBom(const std::u16string& Text) { return Text.size() >= 2 && Text
 std::u16string ReadFileBytes(const std::u16string& path) {
   try {
     if (!fs::FileExists(path)) return {};
-    return BytesToByteText(fs::ReadAll(path));
+    return fs::ReadAllByteText(path);
   } catch (...) {
     return {};
   }

@@ -280,12 +280,13 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
     return 0;
   }
   CurrentHostCommon().SetHostPath(module1::EffectiveAppPath());
-  std::u16string text = BytesToByteText(fs::ReadAll(FilePath));
-  mailHeader mheader;
-  GetSubItems(text, mheader);
+  // A large letter is held once: the file's text becomes the parsed record's raw body,
+  // and that body goes as soon as the record no longer needs it.
+  std::u16string text = fs::ReadAllByteText(FilePath);
   const int64_t length = static_cast<int64_t>(text.size());
-  text.clear();
-  text.shrink_to_fit();
+  mailHeader mheader;
+  GetSubItems(std::move(text), mheader);
+  if (!mheader.Content_Type.empty()) std::u16string().swap(mheader.msgBody);
 
   const int32_t msgSize = length > INT32_MAX ? INT32_MAX : static_cast<int32_t>(length);
   int32_t MailFolder = -1;

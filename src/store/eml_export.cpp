@@ -30,8 +30,12 @@ constexpr char16_t kCrLf[] = u"\r\n";
 u16 NumberText(int32_t n) { return Widen(std::to_string(n)); }
 
 u16 FieldText(dao::Recordset& rs, u16v name) {
-  const Value v = rs.GetField(name);
-  if (v.Type() == VType::Binary) return BytesToByteText(v.BinaryRef());
+  Value v = rs.GetField(name);
+  if (v.Type() == VType::Binary) {
+    u16 text = BytesToByteText(v.BinaryRef());
+    v = Value();  // a large part's octets go before the caller keeps its text
+    return text;
+  }
   return NullConvStr(v);
 }
 
@@ -57,6 +61,15 @@ class OwnRows {
     }
     if (!rsA) rsA = db->OpenRecordset(store::GetAttachRecordSource(msgNumber));
     return rsL->AbsolutePosition() >= 0;
+  }
+
+  // Closes the attachment rows once read, when they are this call's own: a large
+  // letter's octets are then held only in the record.
+  void DoneWithAttachments() {
+    if (!ownA_ || !rsA) return;
+    ResumeNext rn;
+    rn([&] { rsA->Close(); });
+    rsA.reset();
   }
 
   std::shared_ptr<dao::Database> db;
@@ -151,7 +164,13 @@ std::u16string CreateEML(int32_t msgNumber, CreateEMLOptions& o) {
     mailHeader mh;
     u16 text = TopHeaders(*rows.rsL, mh);
     ReadAttachmentRows(*rows.rsA, mh);
-    text += CreateMessageBody(mh, kCrLf);
+    rows.DoneWithAttachments();
+    // The body is built, the parts let go, and the headers put in front of the body, so
+    // that the text of a large letter is never copied whole.
+    u16 body = CreateMessageBody(mh, kCrLf);
+    std::vector<AttachFile>().swap(mh.attFiles);
+    body.insert(0, text);
+    text = std::move(body);
     if (!o.FolderPath.empty() && !text.empty()) SaveInFolder(text, msgNumber, o);
     return text;
   });
