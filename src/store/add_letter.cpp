@@ -1,6 +1,9 @@
 // Inserting letters: AddLetterFromMailHeader, FindAccountByAddress, AddLetterFromEML.
 #include "store/add_letter.h"
 
+#include <algorithm>
+
+#include "formats/charsets.h"
 #include "formats/datetime.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
@@ -106,7 +109,8 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
     if (Len(mheader.Message) >= 1) {
       Need(rsL).SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
     } else if (mheader.Content_Type.empty()) {
-      mheader.Message = mheader.msgBody;
+      // The raw body is octets with no charset: read in the ANSI code page.
+      mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);
       if (!mheader.Message.empty()) Need(rsL).SetField(u"Message", Value(mheader.Message));
     }
   });
@@ -142,12 +146,29 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   }
 
   std::u16string result;
-  rn([&] { Need(rsL).Update(); });
-  rn([&] { result = NumToText(key.AsLong()); });
+  bool saved = false;
+  rn([&] {
+    Need(rsL).Update();
+    saved = true;
+  });
+  if (!saved) {
+    // The letter is not there: the links written for it go too, and it has no key.
+    rn([&] { Need(rsL).CancelUpdate(); });
+    rn([&] {
+      if (Len(Trim(Project)) > 0)
+        db->Execute(u"Delete from Projects where [Obj ID]=" + NumToText(key.AsLong()) + u" and ObjType=0;");
+    });
+    rn([&] {
+      if (PackNumber > 0) db->Execute(u"Delete from PackItems where Msg_N=" + NumToText(key.AsLong()) + u";");
+    });
+  }
+  rn([&] {
+    if (saved) result = NumToText(key.AsLong());
+  });
 
   // The files belong to the row just saved, which is the last row of the letters: its
   // key is the one read above, so the table isn't walked to find it.
-  const int32_t ubound = GetUboundAttFiles(mheader);
+  const int32_t ubound = saved ? GetUboundAttFiles(mheader) : 0;
   for (int32_t i = 1; i <= ubound; ++i) {
     const AttachFile& a = mheader.attFiles[static_cast<size_t>(i - 1)];
     rn([&] { Need(rsF).AddNew(); });
@@ -163,8 +184,14 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
     rn([&] { Need(rsF).SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
     // The builder reads this column back into ContentTransferEncoding, where the parser
     // keeps a part's charset.
-    rn([&] { Need(rsF).SetField(u"Charset", strConvNull(a.ContentTransferEncoding)); });
-    rn([&] { Need(rsF).SetField(u"Data", Value::Binary(ByteTextToBytes(a.fData))); });
+    // Byte text is kept octet for octet. A part handed in as true text (a unit above
+    // U+00FF is no octet) is narrowed through the ANSI code page, or UTF-8 where that
+    // can't hold it, and its charset says which, so that it reads back the same.
+    std::u16string charset = a.ContentTransferEncoding, narrowed;
+    const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
+    if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
+    rn([&] { Need(rsF).SetField(u"Charset", strConvNull(charset)); });
+    rn([&] { Need(rsF).SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData))); });
     rn([&] {
       if (Len(a.fname) >= 1) Need(rsF).SetField(u"filename", Value(a.fname));
     });
