@@ -259,12 +259,14 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
     return 0;
   }
   CurrentHostCommon().SetHostPath(module1::EffectiveAppPath());
-  std::u16string text = BytesToByteText(fs::ReadAll(FilePath));
+  return AddLetterFromText(BytesToByteText(fs::ReadAll(FilePath)), rProject, InsArcPrj, PackNumber, folderOut);
+}
+
+int32_t AddLetterFromText(std::u16string text, const std::u16string& rProject, bool InsArcPrj, int32_t PackNumber,
+                          int32_t* folderOut, bool read) {
   mailHeader mheader;
-  GetSubItems(text, mheader);
   const int64_t length = static_cast<int64_t>(text.size());
-  text.clear();
-  text.shrink_to_fit();
+  GetSubItems(std::move(text), mheader);
 
   const int32_t msgSize = length > INT32_MAX ? INT32_MAX : static_cast<int32_t>(length);
   int32_t MailFolder = -1;
@@ -272,7 +274,13 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
       AddLetterFromMailHeader(mheader, MailFolder, msgSize, rProject, InsArcPrj, PackNumber, u"");
   if (folderOut) *folderOut = MailFolder;
   const double v = Val(key);
-  return (v >= 1 && v <= INT32_MAX) ? static_cast<int32_t>(v) : 0;
+  const int32_t result = (v >= 1 && v <= INT32_MAX) ? static_cast<int32_t>(v) : 0;
+  if (result > 0 && read) {
+    auto db = detail::OpenMailDatabase();
+    db->Execute(u"Update Letters Set [Read]=True Where key=" + NumToText(result) + u";");
+    db->Close();
+  }
+  return result;
 }
 
 }  // namespace ravelin::store
