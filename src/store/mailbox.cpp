@@ -98,6 +98,17 @@ int64_t SplitMbox(std::string_view octets, const MailboxSink& sink) {
   return count;
 }
 
+int64_t CountMboxLetters(std::string_view octets) {
+  int64_t count = 0;
+  for (size_t at = 0; at < octets.size();) {
+    size_t next = 0;
+    LineAt(octets, at, next);
+    if (octets[at] == 'F' && IsSeparator(octets, at)) ++count;
+    at = next;
+  }
+  return count;
+}
+
 int64_t ReadMbox(const std::u16string& path, const MailboxSink& sink) {
   const std::string octets = fs::ReadAll(path);
   return SplitMbox(octets, sink);

@@ -38,6 +38,9 @@ bool LooksLikeMbox(std::string_view head);
 // Returns the number of letters handed over.
 int64_t SplitMbox(std::string_view octets, const MailboxSink& sink);
 
+// The number of letters SplitMbox would hand over, counted without copying them.
+int64_t CountMboxLetters(std::string_view octets);
+
 // Reads the mbox file at `path` and splits it. FAILS (ravelin::Error 53) when the file
 // can't be read.
 int64_t ReadMbox(const std::u16string& path, const MailboxSink& sink);
