@@ -2,6 +2,7 @@
 // with its output compared to the golden files in tests/apps/golden/. Set
 // RAVELIN_UPDATE_GOLDEN=1 to rewrite those files from the program's output.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -231,6 +232,38 @@ TEST_F(Cli, ImportsMailboxesLetterByLetter) {
                         (corpus / "thunderbird/mailnews-test-data/mbox_modern").string()});
   EXPECT_EQ(c.code, 0) << c.err;
   EXPECT_EQ(c.out, "imported 9, failed 0 (Inbox 9)\n");
+}
+
+TEST_F(Cli, SaysOnceWhyTheStoreCantBeUsed) {
+  ImportSamples();
+  // Another program holds the mail database: one line with the reason, exit code 1.
+  const stdfs::path db = home.path() / "EmailW.mdb";
+  ASSERT_TRUE(stdfs::exists(db));
+  const int fd = open(db.c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);
+  const Outcome held = Do({"list"});
+  close(fd);
+  EXPECT_EQ(held.code, 1);
+  EXPECT_EQ(held.out, "");
+  EXPECT_EQ(held.err, "ravelin: the mail database is in use by another program (Could not use '" + db.string() +
+                          "'; file already in use.); try again when it is closed\n");
+}
+
+TEST_F(Cli, ProjectListsKeepTheirSide) {
+  ravelin::test::TempDir files;
+  std::ofstream(files.path() / "live.eml") << "Subject: live\n\nx\n";
+  ASSERT_EQ(Do({"import", (files.path() / "live.eml").string(), "--project", "Root\\Work"}).code, 0);
+  std::ofstream(files.path() / "kept.eml") << "Subject: kept\n\nx\n";
+  ASSERT_EQ(Do({"import", (files.path() / "kept.eml").string(), "--project", "Root\\Work\\Old", "--archive"}).code, 0);
+  const auto subjects = [&](std::vector<std::string> args) {
+    args.insert(args.begin(), {"list", "--project", "Root\\Work", "--below"});
+    const Outcome r = Do(args);
+    EXPECT_EQ(r.code, 0) << r.err;
+    return std::make_pair(r.out.find("live") != std::string::npos, r.out.find("kept") != std::string::npos);
+  };
+  EXPECT_EQ(subjects({}), std::make_pair(true, false));
+  EXPECT_EQ(subjects({"--archive"}), std::make_pair(false, true));
 }
 
 TEST_F(Cli, DeleteAndRestoreRoundTrip) {
