@@ -80,7 +80,7 @@ const std::u16string kOrderFields[] = {u"key",  u"Subject",    u"From", u"To",  
 // What a list shows: a folder, a project (with those below it) or a pack; one page or all.
 struct ListRequest {
   std::u16string folder = u"Inbox";
-  std::u16string order = u"DateReceived";
+  std::u16string order;  // empty: by the date the list shows, newest first
   std::optional<std::string> project;
   bool below = false, archive = false, deleted = false;
   int32_t pack = 0;
@@ -146,12 +146,26 @@ std::u16string ListStatement(Ravelin& mail, const ListRequest& r) {
   // The statement of a project and the projects below it can't name a folder (it reads
   // no pack columns), so it takes every folder and the rows are filtered as they are read.
   const int32_t flags = r.project ? (r.below ? InsCurPrj | AllmFolders : CurPrj) : Allmsg;
-  return mail.GetRecordSource(r.folder, FromUtf8(r.project.value_or("")), flags, r.order, r.archive);
+  return mail.GetRecordSource(r.folder, FromUtf8(r.project.value_or("")), flags, r.order.empty() ? u"key" : r.order,
+                              r.archive);
+}
+
+// The date a list shows for a letter: when it was written, else when it arrived.
+Value ShownDate(const Row& row) {
+  Value wrote, received;
+  for (const auto& [n, v] : row) {
+    if (n == u"DateWrote") wrote = v;
+    if (n == u"DateReceived") received = v;
+  }
+  return wrote.IsNull() ? received : wrote;
 }
 
 // Whether a row of the statement belongs in the list.
 bool Wanted(const ListRequest& r, dao::Recordset& rs) {
-  if (r.pack == 0 && r.project && r.below) return TextEquals(NullConvStr(rs.GetField(u"MailFolder")), r.folder);
+  // The statement of a project and those below it names neither a folder nor a side.
+  if (r.pack == 0 && r.project && r.below)
+    return TextEquals(NullConvStr(rs.GetField(u"MailFolder")), r.folder) &&
+           NullConvBool(rs.GetField(u"InsArcPrj")) == r.archive;
   if (r.pack == 0) return true;
   // The statement of a pack lists the Recycle folder too: the filter here tells the truth.
   const bool inRecycle = TextEquals(NullConvStr(rs.GetField(u"MailFolder")), u"Recycle");
@@ -163,6 +177,31 @@ ListPage ReadPage(const std::u16string& statement, const ListRequest& r, int32_t
   ListPage page;
   auto db = store::detail::OpenMailDatabase();
   auto rs = db->OpenRecordset(statement, dao::dbOpenSnapshot);
+  const auto rowOf = [&] {
+    Row row;
+    for (const auto& f : kListFields)
+      if (rs->Fields().Contains(f)) row.emplace_back(f, rs->GetField(f));
+    return row;
+  };
+  if (r.order.empty()) {
+    // By the date shown, newest first, letters without a date last: every row is read
+    // and sorted before the page is cut.
+    std::vector<Row> all;
+    for (; !rs->Eof(); rs->MoveNext())
+      if (Wanted(r, *rs)) all.push_back(rowOf());
+    rs->Close();
+    db->Close();
+    std::stable_sort(all.begin(), all.end(), [](const Row& a, const Row& b) {
+      const Value x = ShownDate(a), y = ShownDate(b);
+      if (x.IsNull() || y.IsNull()) return !x.IsNull() && y.IsNull();
+      return x.AsDate().serial > y.AsDate().serial;
+    });
+    const size_t from = r.all ? 0 : static_cast<size_t>(r.page - 1) * static_cast<size_t>(pageSize);
+    const size_t to = r.all ? all.size() : std::min(all.size(), from + static_cast<size_t>(pageSize));
+    for (size_t i = from; i < to; ++i) page.rows.push_back(std::move(all[i]));
+    page.more = to < all.size();
+    return page;
+  }
   int64_t skip = r.all ? 0 : static_cast<int64_t>(r.page - 1) * pageSize;
   for (; !rs->Eof(); rs->MoveNext()) {
     if (!Wanted(r, *rs)) continue;
@@ -174,10 +213,7 @@ ListPage ReadPage(const std::u16string& statement, const ListRequest& r, int32_t
       page.more = true;
       break;
     }
-    Row row;
-    for (const auto& f : kListFields)
-      if (rs->Fields().Contains(f)) row.emplace_back(f, rs->GetField(f));
-    page.rows.push_back(std::move(row));
+    page.rows.push_back(rowOf());
   }
   rs->Close();
   db->Close();
@@ -207,8 +243,7 @@ void PrintListTable(std::ostream& out, const ListPage& page, const ListRequest& 
   };
   out << "   key  date (UTC)        from                          subject\n";
   for (const Row& row : page.rows) {
-    Value date = get(row, u"DateWrote");
-    if (date.IsNull()) date = get(row, u"DateReceived");
+    const Value date = ShownDate(row);
     const bool unread = !NullConvBool(get(row, u"Read"));
     char keyText[16];
     std::snprintf(keyText, sizeof keyText, "%6d", NullConvLng(get(row, u"key")));
@@ -221,6 +256,10 @@ void PrintListTable(std::ostream& out, const ListPage& page, const ListRequest& 
 int List(Context& ctx, const Args& args) {
   const auto request = ReadListRequest(ctx, args);
   if (!request) return 2;
+  // A store held by another program is said once, with the reason, before any statement
+  // is built (building one asks the database for its field lists).
+  const auto keep = OpenStore(ctx);
+  if (!keep) return 1;
   const std::u16string statement = ListStatement(ctx.mail, *request);
   if (statement.empty()) {
     ctx.err << "ravelin: the mail database can't be read\n";
@@ -320,6 +359,8 @@ int Delete(Context& ctx, const Args& args) {
   const bool purge = args.Has("--purge");
   if (!purge && (args.Has("--project") || args.Has("--pack")))
     return UsageError(ctx, "--project and --pack name the link that --purge removes");
+  if (args.Has("--project") && args.Has("--pack"))
+    return UsageError(ctx, "--purge removes one link at a time: give --project or --pack, not both");
   int32_t pack = 0;
   if (auto p = args.Get("--pack")) {
     auto n = ParseKey(*p);
@@ -410,7 +451,7 @@ const CommandRegistrar listCmd(
       {"--below", "", "with the projects below P (needs --project)"},
       {"--archive", "", "P's archive (needs --project)"},
       {"--pack", "N", "the letters of pack N"},
-      {"--order", "FIELD", "key, Subject, From, To, DateReceived (the default), DateWrote, MailFolder, Read, Size"},
+      {"--order", "FIELD", "key, Subject, From, To, DateReceived, DateWrote, MailFolder, Read, Size (default: the date shown, newest first)"},
       {"--page", "N", "the Nth page (the MsgCount setting, 10 letters)"},
       {"--all", "", "every letter, not a page"},
       kJson},

@@ -14,7 +14,11 @@ std::shared_ptr<dao::Database> OpenStore(Context& ctx) {
   try {
     return store::detail::OpenMailDatabase();
   } catch (const Error& e) {
-    ctx.err << "ravelin: cannot open the mail database: " << ToUtf8(e.Description()) << "\n";
+    if (e.Number() == dao::dberr::kFileInUse)
+      ctx.err << "ravelin: the mail database is in use by another program (" << ToUtf8(e.Description())
+              << "); try again when it is closed\n";
+    else
+      ctx.err << "ravelin: cannot open the mail database: " << ToUtf8(e.Description()) << "\n";
     return nullptr;
   }
 }

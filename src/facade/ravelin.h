@@ -40,6 +40,10 @@ class Ravelin {
   void AppPath(const std::u16string& value);
   std::u16string GetDatabaseName();
   std::u16string GetDataBaseFolder();
+  // Puts the ANSI code page of the settings file (`[Main] CodePage`, UTF-8 by default) to
+  // use for octets without a charset. Writing AppPath and CorrectDB do it; a host that
+  // changes the setting later calls it again.
+  void LoadCodePageSetting();
 
   // ---- Reporting and helpers ----
   Value msgError(const ErrObject& err, const std::u16string& ModName);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "facade/ravelin.h"
+#include "formats/charsets.h"
 #include "platform/event_loop.h"
 #include "platform/interaction.h"
 #include "platform/module1.h"
@@ -10,7 +11,18 @@
 namespace ravelin {
 
 std::u16string Ravelin::AppPath() const { return module1::AppPath(); }
-void Ravelin::AppPath(const std::u16string& value) { module1::SetAppPath(value); }
+void Ravelin::AppPath(const std::u16string& value) {
+  module1::SetAppPath(value);
+  LoadCodePageSetting();
+}
+
+void Ravelin::LoadCodePageSetting() {
+  try {
+    // A number that can't serve as the ANSI code page leaves UTF-8, the default.
+    if (!SetAnsiCodePage(module1::GetCodePage())) SetAnsiCodePage(kCodePageUtf8);
+  } catch (...) {
+  }
+}
 
 std::u16string Ravelin::GetDatabaseName() {
   module1::SetAppPath(module1::AppPath());

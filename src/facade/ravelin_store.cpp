@@ -28,6 +28,7 @@ std::u16string Built(F&& build) {
 
 void Ravelin::CorrectDB(const std::u16string& FilePath) {
   UseCompressWindow();
+  LoadCodePageSetting();
   ProtectedVoid(u"Ravelin.CorrectDb", [&] { store::CorrectDB(FilePath); });
 }
 

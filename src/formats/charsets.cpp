@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -30,7 +31,8 @@ struct NameEntry {
   int32_t cp;
 };
 
-// Charset names that real mail carries, with their usual aliases. Sorted at first use.
+// Charset names that real mail carries, with their usual aliases. Sorted at first use; the
+// first name of a code page in this order is the one written when labelling its octets.
 constexpr NameEntry kNames[] = {
     {"utf-8", 65001}, {"utf8", 65001}, {"unicode-1-1-utf-8", 65001}, {"unicode-2-0-utf-8", 65001},
     {"x-unicode20utf8", 65001}, {"utf-7", 65000}, {"unicode-1-1-utf-7", 65000}, {"x-unicode-2-0-utf-7", 65000},
@@ -65,7 +67,7 @@ constexpr NameEntry kNames[] = {
     // Cyrillic.
     {"koi8-r", 20866}, {"koi8", 20866}, {"koi", 20866}, {"cskoi8r", 20866}, {"koi8r", 20866},
     {"koi8-u", 21866}, {"koi8-ru", 21866},
-    {"dos-866", 866}, {"cp866", 866}, {"ibm866", 866}, {"866", 866}, {"csibm866", 866},
+    {"ibm866", 866}, {"cp866", 866}, {"dos-866", 866}, {"866", 866}, {"csibm866", 866},
     {"x-mac-cyrillic", 10007}, {"mac-cyrillic", 10007},
     // DOS and Mac.
     {"ibm437", 437}, {"cp437", 437}, {"437", 437}, {"dos-720", 720}, {"ibm737", 737}, {"ibm775", 775},
@@ -222,18 +224,22 @@ const SingleByteTables* SingleByteFor(int32_t cp) {
   UConverter* conv = ConverterFor(cp);
   if (conv != nullptr && ucnv_getMaxCharSize(conv) == 1 && cp != 1200 && cp != 1201) {
     t = std::make_unique<SingleByteTables>();
-    t->fromUnicode.assign(65536, static_cast<unsigned char>('?'));
-    for (int b = 255; b >= 0; --b) {  // lower octets win where two map to one unit
+    for (int b = 0; b < 256; ++b) {
       char in = static_cast<char>(b);
       UChar out[4];
       UErrorCode err = U_ZERO_ERROR;
       ucnv_reset(conv);
       int32_t len = ucnv_toUChars(conv, out, 4, &in, 1, &err);
-      char16_t u = (U_SUCCESS(err) && len == 1) ? static_cast<char16_t>(out[0]) : u'\uFFFD';
-      t->toUnicode[b] = u;
-      if (u != u'\uFFFD') t->fromUnicode[u] = static_cast<unsigned char>(b);
+      t->toUnicode[b] = (U_SUCCESS(err) && len == 1) ? static_cast<char16_t>(out[0]) : u'\uFFFD';
     }
     ucnv_reset(conv);
+    // The IBM tables of the DOS code pages rotate three control octets (0x1A, 0x1C, 0x7F);
+    // the code pages as mail and files carry them keep every control character as it is.
+    for (int b = 0; b < 0x20; ++b) t->toUnicode[b] = static_cast<char16_t>(b);
+    t->toUnicode[0x7F] = u'\x7F';
+    t->fromUnicode.assign(65536, static_cast<unsigned char>('?'));
+    for (int b = 255; b >= 0; --b)  // lower octets win where two map to one unit
+      if (t->toUnicode[b] != u'\uFFFD') t->fromUnicode[t->toUnicode[b]] = static_cast<unsigned char>(b);
   }
   const SingleByteTables* result = t.get();
   tables.emplace(cp, std::move(t));
@@ -253,13 +259,23 @@ inline void CopyAsciiRun(const char16_t* s, size_t n, size_t& i, char16_t*& o) {
 }
 
 // UTF-8 octets of byte text to UTF-16. Each ill-formed sequence (its longest valid
-// beginning) becomes one U+FFFD, as browsers read broken mail.
-std::u16string Utf8ToUtf16(std::u16string_view in) {
+// beginning) becomes one U+FFFD, as browsers read broken mail; or, with `keepOctets`,
+// keeps its octets as byte text (U+00nn each), so that nothing is lost.
+std::u16string Utf8ToUtf16(std::u16string_view in, bool keepOctets = false) {
   const size_t n = in.size();
   std::u16string out(n, u'\0');
   char16_t* o = out.data();
   const char16_t* s = in.data();
   size_t i = 0;
+  // An ill-formed sequence of `k` octets at i.
+  const auto ill = [&](size_t k) {
+    if (keepOctets) {
+      for (size_t j = 0; j < k; ++j) *o++ = OctetOf(s[i + j]);
+    } else {
+      *o++ = u'\uFFFD';
+    }
+    i += k;
+  };
   while (i < n) {
     CopyAsciiRun(s, n, i, o);
     if (i >= n) break;
@@ -280,17 +296,14 @@ std::u16string Utf8ToUtf16(std::u16string_view in) {
         *o++ = static_cast<char16_t>(((c & 0x1F) << 6) | val(i + 1));
         i += 2;
       } else {
-        *o++ = u'\uFFFD';
-        i += 1;
+        ill(1);
       }
     } else if (c >= 0xE0 && c <= 0xEF) {
       uint32_t lo = c == 0xE0 ? 0xA0 : 0x80, hi = c == 0xED ? 0x9F : 0xBF;
       if (!cont(i + 1, lo, hi)) {
-        *o++ = u'\uFFFD';
-        i += 1;
+        ill(1);
       } else if (!cont(i + 2, 0x80, 0xBF)) {
-        *o++ = u'\uFFFD';
-        i += 2;
+        ill(2);
       } else {
         *o++ = static_cast<char16_t>(((c & 0x0F) << 12) | (val(i + 1) << 6) | val(i + 2));
         i += 3;
@@ -298,14 +311,11 @@ std::u16string Utf8ToUtf16(std::u16string_view in) {
     } else if (c >= 0xF0 && c <= 0xF4) {
       uint32_t lo = c == 0xF0 ? 0x90 : 0x80, hi = c == 0xF4 ? 0x8F : 0xBF;
       if (!cont(i + 1, lo, hi)) {
-        *o++ = u'\uFFFD';
-        i += 1;
+        ill(1);
       } else if (!cont(i + 2, 0x80, 0xBF)) {
-        *o++ = u'\uFFFD';
-        i += 2;
+        ill(2);
       } else if (!cont(i + 3, 0x80, 0xBF)) {
-        *o++ = u'\uFFFD';
-        i += 3;
+        ill(3);
       } else {
         uint32_t cp = ((c & 0x07) << 18) | (val(i + 1) << 12) | (val(i + 2) << 6) | val(i + 3);
         cp -= 0x10000;
@@ -314,8 +324,7 @@ std::u16string Utf8ToUtf16(std::u16string_view in) {
         i += 4;
       }
     } else {
-      *o++ = u'\uFFFD';
-      i += 1;
+      ill(1);
     }
   }
   out.resize(o - out.data());
@@ -355,8 +364,14 @@ std::u16string Utf16ToUtf8(std::u16string_view in) {
   return out;
 }
 
-// Byte text in code page `cp` to UTF-16.
+std::atomic<int32_t> g_ansiCodePage{kCodePageUtf8};
+
+// Byte text in code page `cp` to UTF-16; 0 is the ANSI code page.
 std::u16string ToUtf16(std::u16string_view text, int32_t cp) {
+  if (cp == 0) {
+    cp = g_ansiCodePage.load(std::memory_order_relaxed);
+    if (cp == kCodePageUtf8) return Utf8ToUtf16(text, true);
+  }
   if (cp == kCodePageUtf8) return Utf8ToUtf16(text);
   if (const SingleByteTables* t = SingleByteFor(cp)) {
     std::u16string out(text.size(), u'\0');
@@ -389,8 +404,9 @@ std::u16string ToUtf16(std::u16string_view text, int32_t cp) {
   return out;
 }
 
-// UTF-16 to byte text in code page `cp`.
+// UTF-16 to byte text in code page `cp`; 0 is the ANSI code page.
 std::u16string FromUtf16(std::u16string_view text, int32_t cp) {
+  if (cp == 0) cp = g_ansiCodePage.load(std::memory_order_relaxed);
   if (cp == kCodePageUtf8) return Utf16ToUtf8(text);
   if (const SingleByteTables* t = SingleByteFor(cp)) {
     std::u16string out(text.size(), u'\0');
@@ -454,6 +470,45 @@ int32_t GetCPfromStr(std::u16string_view str) {
 }
 
 int32_t GetCPCode(std::u16string_view str) { return GetCPfromStr(str); }
+
+int32_t AnsiCodePage() { return g_ansiCodePage.load(std::memory_order_relaxed); }
+
+bool SetAnsiCodePage(int32_t cp) {
+  // Pages that keep ASCII as it is: encoded words and header syntax must read the same.
+  static constexpr int32_t kMultiByte[] = {kCodePageUtf8, 932, 936, 949, 950, 51932, 51949, 54936};
+  bool usable = std::find(std::begin(kMultiByte), std::end(kMultiByte), cp) != std::end(kMultiByte);
+  if (!usable && cp != 20127 && FindCodePage(cp) != nullptr) {
+    if (const SingleByteTables* t = SingleByteFor(cp)) {
+      usable = true;
+      for (int b = 0; b < 0x80 && usable; ++b) usable = t->toUnicode[b] == static_cast<char16_t>(b);
+    }
+  }
+  if (!usable) return false;
+  g_ansiCodePage.store(cp, std::memory_order_relaxed);
+  return true;
+}
+
+std::u16string CharsetNameOf(int32_t cp) {
+  for (const NameEntry& e : kNames)
+    if (e.cp == cp) return Widen(e.name);
+  return {};
+}
+
+std::u16string EncodeTextForLabel(std::u16string_view text, int32_t cp, std::u16string& charset) {
+  if (cp == 0) cp = AnsiCodePage();
+  if (cp != kCodePageUtf8 && cp != kCodePageUtf16) {
+    std::u16string label = CharsetNameOf(cp);
+    if (!label.empty()) {
+      std::u16string octets = FromUtf16(text, cp);
+      if (ToUtf16(octets, cp) == text) {
+        charset = std::move(label);
+        return octets;
+      }
+    }
+  }
+  charset = u"utf-8";
+  return Utf16ToUtf8(text);
+}
 
 std::u16string GetCodePageDescription(int32_t code) {
   const CodePageInfo* info = FindCodePage(code);

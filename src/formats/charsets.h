@@ -4,8 +4,7 @@
 // HTML character references.
 //
 // Code pages are numbered as on Windows: 1200 is UTF-16 (every ordinary string), 65001
-// UTF-8, and 0 the code of an unknown name, meaning the plain single-byte mapping of
-// byte text (octet n is U+00nn).
+// UTF-8, and 0 the code of an unknown name, meaning the ANSI code page (below).
 #pragma once
 
 #include <cstdint>
@@ -16,6 +15,26 @@ namespace ravelin {
 
 inline constexpr int32_t kCodePageUtf16 = 1200;
 inline constexpr int32_t kCodePageUtf8 = 65001;
+
+// The ANSI code page: what octets with no charset, or with a charset this system does not
+// know, are read in, and what true text is narrowed through when it has to become octets
+// with no charset of its own. The user chooses it (`[Main] CodePage` in Ravelin.ini; a
+// user with old unlabeled Russian mail sets 1251); 65001, UTF-8, until then. With UTF-8,
+// octets that do not form valid UTF-8 keep the byte-text mapping (octet n is U+00nn), one
+// ill-formed sequence at a time, so nothing that is read is ever lost.
+// Byte text itself stays one unit per octet whatever this says.
+int32_t AnsiCodePage();
+// Makes `cp` the ANSI code page. Only code pages that keep ASCII as it is can serve (UTF-8
+// and the single- and double-byte pages of the table); any other is refused with false and
+// the current one stays.
+bool SetAnsiCodePage(int32_t cp);
+// The charset name that labels octets of a code page in a Content-Type ("utf-8",
+// "windows-1251", "koi8-r"); "" for a code page without one.
+std::u16string CharsetNameOf(int32_t cp);
+// Octets for `text` under a charset label that says what they are: the code page `cp` (0
+// is the ANSI code page) when it holds the whole text, otherwise UTF-8, which holds any
+// text. `charset` gets the label. Reading the octets back under the label gives `text`.
+std::u16string EncodeTextForLabel(std::u16string_view text, int32_t cp, std::u16string& charset);
 
 // Code page of a charset name, any letter case, blanks around it ignored; 0 when the name
 // is not known. Never fails.
@@ -35,8 +54,9 @@ std::u16string GetCodePageDescription(int32_t code);
 // Converts text between code pages. From 1200 the result is byte text holding the octets
 // of the text in toCP (a character without an image there becomes "?"); to 1200 the
 // input is byte text in fromCP and the result true UTF-16 (undecodable octets become
-// U+FFFD). Code page 0, and any number the converter does not know, is the plain
-// single-byte mapping. Between two other code pages the text goes through UTF-16.
+// U+FFFD). Code page 0 is the ANSI code page (see AnsiCodePage); a number the converter
+// does not know is the plain single-byte mapping. Between two other code pages the text
+// goes through UTF-16.
 // Never fails.
 std::u16string ConvertCodePage(std::u16string_view text, int32_t fromCP, int32_t toCP);
 

@@ -129,13 +129,16 @@ struct ZoneName {
   const char16_t* name;
   int16_t minutes;
 };
+// The classic names of mail zones, and two that real mail carries often and that would
+// otherwise be read by their last letter as military zones ("UTC" as "C", three hours
+// west; "MSK" as "K", ten hours west): "UTC" and Moscow's "MSK", at the end of the table.
 constexpr ZoneName kZones[] = {
     {u"GMT", 0},    {u"UT", 0},     {u"ADT", -180}, {u"EDT", -240},  {u"AST", -240}, {u"EST", -300},
     {u"CDT", -300}, {u"CST", -360}, {u"MDT", -360}, {u"MST", -420},  {u"PDT", -420}, {u"PST", -480},
     {u"ALA", -540}, {u"HAW", -600}, {u"NOME", -660}, {u"CET", 60},   {u"FWT", 60},   {u"MET", 60},
     {u"MEWT", 60},  {u"SWT", 60},   {u"EET", 120},  {u"BT", 180},    {u"ZP4", 240},  {u"ZP5", 300},
     {u"ZP6", 360},  {u"WAST", 420}, {u"CCT", 480},  {u"JST", 540},   {u"EAST", 600}, {u"IDLE", 720},
-    {u"NZST", 720}, {u"NZT", 720},
+    {u"NZST", 720}, {u"NZT", 720},  {u"UTC", 0},    {u"MSK", 180},
 };
 
 // The word that starts behind position p (1-based; 0 = the start) and runs to the next

@@ -46,12 +46,14 @@ void AppendBase64Lines(u16& out, u16v octets, u16v Delim) {
 
 constexpr char16_t kBuildSource[] = u"Ravelin.CreateMessageBody";
 
-void AppendBody(u16& out, const mailHeader& mh, u16v Delim);
+// `octets`: the record's Message holds the octets of a part (an element of attFiles)
+// rather than true text.
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets = false);
 
 // One part of a multipart, with its own handler: a part that fails is reported and
 // keeps what it had written, and the next part follows.
-void AppendPart(u16& out, const mailHeader& part, u16v Delim) {
-  ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim); });
+void AppendPart(u16& out, const mailHeader& part, u16v Delim, bool octets) {
+  ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim, octets); });
 }
 
 // A multipart: one multipart/mixed with the constant boundary, the record's text as its
@@ -76,7 +78,7 @@ void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
     text.Message = mh.Message;
     text.Content_Type = u"text";
     text.Content_subtype = u"plain";
-    AppendPart(out, text, Delim);
+    AppendPart(out, text, Delim, false);
     out += Delim;
   }
   for (const AttachFile& f : mh.attFiles) {
@@ -90,7 +92,11 @@ void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
     part.ContentLocation = f.ContentLocation;
     part.FileName = f.fname;
     part.Content_ID = f.Content_ID;
-    AppendPart(out, part, Delim);
+    // A part's octets go out as they are, under the charset that labels them; a text
+    // part without one holds octets in the ANSI code page and is labelled so.
+    if (TextEquals(part.Content_Type, u"text") && part.msgCodePage.empty())
+      part.msgCodePage = CharsetNameOf(AnsiCodePage());
+    AppendPart(out, part, Delim, true);
     out += Delim;
   }
 }
@@ -139,7 +145,7 @@ void AppendLeafHeaders(u16& out, const mailHeader& mh, u16v Delim, bool isText, 
   }
 }
 
-void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets) {
   const u16& type = mh.Content_Type;
   out += u"Content-Type: ";
   out += type;
@@ -160,22 +166,25 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim) {
     // Parts other than text, and text that names its charset, already hold their octets;
     // text without a charset is true text and goes out as UTF-8.
     u16 converted;
-    if (isText && mh.msgCodePage.empty()) converted = ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
-    const u16v octets = isText && mh.msgCodePage.empty() ? u16v(converted) : u16v(mh.Message);
+    const bool trueText = isText && mh.msgCodePage.empty() && !octets;
+    if (trueText) converted = ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
+    const u16v data = trueText ? u16v(converted) : u16v(mh.Message);
     out += Delim;
-    AppendBase64Lines(out, octets, Delim);
+    AppendBase64Lines(out, data, Delim);
     out += Delim;
     return;
   }
 
+  // Plain text goes out as UTF-8, except a part's own octets, which keep their charset.
+  const auto encode = [&](const u16& text) { return octets ? text : ConvertCodePage(text, kCodePageUtf16, kCodePageUtf8); };
   out += Delim;
   if (Delim == u"\n") {
     // SMTP form: bare line feeds, and a line holding only "." doubled so that it does not
     // end the DATA phase early. Nothing else is dot-stuffed.
     const u16 lf = Replace(mh.Message, kCrLf, u"\n");
-    out += ConvertCodePage(Replace(lf, u"\n.\n", u"\n..\n"), kCodePageUtf16, kCodePageUtf8);
+    out += encode(Replace(lf, u"\n.\n", u"\n..\n"));
   } else {
-    out += ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
+    out += encode(mh.Message);
   }
   out += Delim;
 }

@@ -16,8 +16,10 @@ inline constexpr std::u16string_view kMimeBoundary = u"-----NextPart--qazWsxeDcr
 // The MIME text (byte text) of the record's body: its Content headers, then the content.
 // A multipart record becomes one flat multipart/mixed with the constant boundary: the
 // record's `Message` as a text/plain part, then every element of `attFiles` in order, and
-// no closing delimiter. Plain text goes out as 8bit UTF-8, every other part as Base64 in
-// lines of 72. With `Delim` a single line feed the text is prepared for SMTP (CR LF
+// no closing delimiter. Plain text goes out as 8bit, every other part as Base64 in lines
+// of 72. The record's own `Message` is true text and goes out in UTF-8; the elements of
+// `attFiles` keep their octets, text parts under their charset (the ANSI code page's
+// name when they have none). With `Delim` a single line feed the text is prepared for SMTP (CR LF
 // becomes LF, a line holding only "." is doubled). A failure is reported under
 // "Ravelin.CreateMessageBody" and what was built until then comes back.
 std::u16string CreateMessageBody(const mailHeader& mheader, std::u16string_view Delim = u"\r\n");

@@ -6,6 +6,7 @@
 // proportion to its size (plus what its decoded parts occupy), however its parts nest.
 #include "formats/mime_parser.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -124,9 +125,18 @@ ReaderLimits& LimitsSlot() {
   return limits;
 }
 
-void ParseMessageAt(u16v text, mailHeader& mh, int depth);
+// What one reading of a message may still spend on splitting a multipart body again for a
+// repeated Content-Type field. Each field splits the body as it is met; the first split
+// of each head is always made, a repeated one only while this lasts, so that a part
+// repeating its Content-Type at every level of nesting can't multiply the work.
+struct Walk {
+  int64_t repeatBudget = 0;
+  static Walk For(size_t textSize) { return Walk{2 * static_cast<int64_t>(textSize) + 65536}; }
+};
 
-void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
+void ParseMessageAt(u16v text, mailHeader& mh, int depth, Walk& walk);
+
+void ExtractPartsAt(u16v body, mailHeader& mh, int depth, Walk& walk) {
   const u16 delim = u"--" + mh.boundary;
   const u16 closing = mh.boundary + u"--";
   const size_t dl = delim.size();
@@ -178,13 +188,19 @@ void ExtractPartsAt(u16v body, mailHeader& mh, int depth) {
     ++parts;
 
     mailHeader local;
-    ParseMessageAt(part, local, depth + 1);
+    ParseMessageAt(part, local, depth + 1, walk);
     if (!local.Message.empty()) {
       if (local.FileName.empty()) {
         mh.Message = std::move(local.Message);
       } else {
+        // A named text part is kept as octets under a charset label that says what they
+        // are, like every other part: in its own charset when that holds the text (so the
+        // octets are the ones the part came with), else in the ANSI code page or UTF-8.
+        // Written out and read again, it gives the same text.
         AttachFile f;
-        f.fData = std::move(local.Message);
+        const int32_t own = GetCPCode(local.msgCodePage);
+        f.fData = EncodeTextForLabel(local.Message, own, f.ContentTransferEncoding);
+        if (own != 0 && GetCPCode(f.ContentTransferEncoding) == own) f.ContentTransferEncoding = local.msgCodePage;
         f.ftype = u"text";
         f.fsubtype = u"plain";
         f.fname = local.FileName;
@@ -241,20 +257,27 @@ void SplitHeadBody(u16v text, u16v& head, u16v& body, size_t& bodyStart) {
   }
 }
 
-void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth);
+void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth, Walk& walk);
 
-void ParseMessageAt(u16v text, mailHeader& mh, int depth) {
+void ParseMessageAt(u16v text, mailHeader& mh, int depth, Walk& walk) {
   u16v head, body;
   size_t bodyStart = 0;
   SplitHeadBody(text, head, body, bodyStart);
-  ParseHeadAndBody(head, body, mh, depth);
+  ParseHeadAndBody(head, body, mh, depth, walk);
+}
+
+bool HasHighOctet(u16v s) {
+  for (char16_t c : s)
+    if (c >= 0x80) return true;
+  return false;
 }
 
 // The header walk and the storing of the body; `msgBody` is the caller's business.
-void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
+void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth, Walk& walk) {
   ResumeNext rn;
   u16 partName, dispositionName;
-  bool multipart = false;
+  int splits = 0;  // multipart Content-Type fields whose split was made
+  bool unsplit = false;  // one that could not be made
   if (head.size() > CurrentReaderLimits().maxHeaderUnits) head = head.substr(0, CurrentReaderLimits().maxHeaderUnits);
 
   // The fields, from the last one up. `head` shrinks to what stands before the field just
@@ -281,7 +304,10 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
       rawName = head.substr(0, c);
     }
     const u16 name = LCase(Trim(rawName));
-    const u16 value = UnfoldValue(head.substr(c + 1));
+    u16 value = UnfoldValue(head.substr(c + 1));
+    // Raw 8-bit text outside encoded words is in the ANSI code page. Encoded words are
+    // ASCII, which every such code page keeps, so they decode as before.
+    if (HasHighOctet(value)) value = ConvertCodePage(value, 0, kCodePageUtf16);
 
     if (name == u"received") {
       // dropped
@@ -299,11 +325,17 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
       });
       rn([&] { mh.msgCodePage = GetHeaderParam(decoded, u"charset"); });
       if (TextEquals(mh.Content_Type, u"multipart")) {
-        // The body is split once, after the walk, with the boundary the record keeps:
-        // splitting it again for each repeated Content-Type field would let a part
-        // multiply its work at every level of nesting.
+        // Each multipart field splits the body at once, by its own boundary; a repeated
+        // field adds its parts behind those of the field below it.
         rn([&] { mh.boundary = GetHeaderParam(decoded, u"boundary"); });
-        multipart = true;
+        const int64_t cost = std::max<int64_t>(1, static_cast<int64_t>(body.size()));
+        if (depth >= CurrentReaderLimits().maxDepth || (splits > 0 && walk.repeatBudget < cost)) {
+          unsplit = true;
+        } else {
+          if (splits > 0) walk.repeatBudget -= cost;
+          ++splits;
+          rn([&] { ExtractPartsAt(body, mh, depth, walk); });
+        }
       } else {
         rn([&] { partName = GetHeaderParam(decoded, u"name"); });
       }
@@ -326,13 +358,11 @@ void ParseHeadAndBody(u16v head, u16v body, mailHeader& mh, int depth) {
     if (!head.empty() && head.back() == u'\r') head.remove_suffix(1);
   }
 
-  const bool split = multipart && TextEquals(mh.Content_Type, u"multipart") && depth < CurrentReaderLimits().maxDepth;
-  if (split) rn([&] { ExtractPartsAt(body, mh, depth); });
-
+  // A multipart nested too deep to be split is kept whole, as one part.
   const u16& name = dispositionName.empty() ? partName : dispositionName;
-  if (!TextEquals(mh.Content_Type, u"multipart") || (multipart && !split))
-    rn([&] { StorePart(mh, name, body); });
-  if (mh.Content_Type.empty()) rn([&] { mh.Message = StripBOM(body); });
+  if (!TextEquals(mh.Content_Type, u"multipart") || (unsplit && splits == 0)) rn([&] { StorePart(mh, name, body); });
+  // Without a Content-Type the body is text with no charset: read in the ANSI code page.
+  if (mh.Content_Type.empty()) rn([&] { mh.Message = StripBOM(ConvertCodePage(body, 0, kCodePageUtf16)); });
 }
 
 }  // namespace
@@ -359,8 +389,9 @@ void GetSubItems(std::u16string&& Text, mailHeader& mheader) {
     u16v head, body;
     size_t bodyStart = 0;
     SplitHeadBody(Text, head, body, bodyStart);
+    Walk walk = Walk::For(Text.size());
     if (body.empty()) {
-      ParseHeadAndBody(head, body, mheader, 0);
+      ParseHeadAndBody(head, body, mheader, 0, walk);
       return;
     }
     // The body keeps the caller's buffer: the head is set aside, the body moved to the
@@ -369,7 +400,7 @@ void GetSubItems(std::u16string&& Text, mailHeader& mheader) {
     const u16 headCopy(head);
     Text.erase(0, bodyStart);
     mheader.msgBody = std::move(Text);
-    ParseHeadAndBody(headCopy, mheader.msgBody, mheader, 0);
+    ParseHeadAndBody(headCopy, mheader.msgBody, mheader, 0, walk);
   });
 }
 
@@ -383,13 +414,15 @@ void ParseMessage(std::u16string_view Text, mailHeader& mheader) {
       detail::ReserveLarge(mheader.msgBody, body.size());
       mheader.msgBody.assign(body);
     });
-    ParseHeadAndBody(head, body, mheader, 0);
+    Walk walk = Walk::For(Text.size());
+    ParseHeadAndBody(head, body, mheader, 0, walk);
   });
 }
 
 void ExtractParts(std::u16string_view msgBody, mailHeader& mheader) {
   ResumeNext rn;
-  rn([&] { ExtractPartsAt(msgBody, mheader, 0); });
+  Walk walk = Walk::For(msgBody.size());
+  rn([&] { ExtractPartsAt(msgBody, mheader, 0, walk); });
 }
 
 void SplitContentType(std::u16string_view value, std::u16string& type, std::u16string& subtype) {

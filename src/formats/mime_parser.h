@@ -21,9 +21,10 @@ struct AttachFile {
   std::u16string ftype;     // main type, "image"
   std::u16string fsubtype;  // subtype, "png"
   std::u16string fname;     // file name, or the Content-ID when the part has no name
-  std::u16string fData;     // content, transfer-decoded, as byte text (a named text part: true text)
+  std::u16string fData;     // content, transfer-decoded, as byte text
   // Holds the part's charset (its msgCodePage), not a transfer encoding; the store keeps
-  // it in the column "Charset" and the builder reads it back from here.
+  // it in the column "Charset" and the builder reads it back from here. For a text part
+  // it names the charset of the octets in fData; empty means the ANSI code page.
   std::u16string ContentTransferEncoding;
   std::u16string ContentDisposition;
   std::u16string Content_ID;
@@ -87,7 +88,9 @@ void SetReaderLimits(const ReaderLimits& limits);
 // The text after the last CR LF CR LF "." is taken to be the terminator of a received
 // message and is ignored. Header values are decoded from their encoded words; the first
 // occurrence of a field wins. A text/plain body lands in `Message`, every other part in
-// `attFiles` (in reverse order of the message for multiparts). Never throws.
+// `attFiles` (in reverse order of the message for multiparts); a named text part goes
+// there as octets with the charset that labels them. Text with no charset, and raw 8-bit
+// header text outside encoded words, is read in the ANSI code page. Never throws.
 void GetSubItems(std::u16string_view Text, mailHeader& mheader);
 // The same for a text the caller gives up: its buffer becomes `msgBody`, which spares a
 // large message a second full-size copy.

@@ -159,4 +159,13 @@ int32_t GetCheckBase() {
   }
 }
 
+int32_t GetCodePage() {
+  try {
+    const double v = Val(ReadSetting(u"Main", u"CodePage", u"65001", 1024));
+    return v >= 1 && v <= 65535 ? static_cast<int32_t>(v) : 65001;
+  } catch (...) {
+    return 65001;
+  }
+}
+
 }  // namespace ravelin::module1

@@ -50,6 +50,10 @@ void WriteViewFlags(const ViewFlags& flags);
 int32_t GetMsgCount();      // Letter/MsgCount, default 10
 void SetMsgCount(int32_t n);
 int32_t GetCheckBase();     // AVP/CheckBase, default 1
+// Main/CodePage: the ANSI code page the user chose for octets without a charset (1251
+// for old unlabeled Russian mail); 65001, UTF-8, by default or for a value that is no
+// code page number.
+int32_t GetCodePage();
 
 }  // namespace module1
 

@@ -1,6 +1,9 @@
 // Inserting letters: AddLetterFromMailHeader, FindAccountByAddress, AddLetterFromEML.
 #include "store/add_letter.h"
 
+#include <algorithm>
+
+#include "formats/charsets.h"
 #include "formats/datetime.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
@@ -152,7 +155,8 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
       if (Len(mheader.Message) >= 1) {
         Need(rsL).SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
       } else if (mheader.Content_Type.empty()) {
-        mheader.Message = mheader.msgBody;
+        // The raw body is octets with no charset: read in the ANSI code page.
+        mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);
         if (!mheader.Message.empty()) Need(rsL).SetField(u"Message", Value(mheader.Message));
       }
     });
@@ -209,9 +213,15 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
       rn([&] { Need(rsF).SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
       // The builder reads this column back into ContentTransferEncoding, where the parser
       // keeps a part's charset.
-      rn([&] { Need(rsF).SetField(u"Charset", strConvNull(a.ContentTransferEncoding)); });
+      // Byte text is kept octet for octet. A part handed in as true text (a unit above
+      // U+00FF is no octet) is narrowed through the ANSI code page, or UTF-8 where that
+      // can't hold it, and its charset says which, so that it reads back the same.
+      std::u16string charset = a.ContentTransferEncoding, narrowed;
+      const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
+      if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
+      rn([&] { Need(rsF).SetField(u"Charset", strConvNull(charset)); });
       // The part's octets are the letter: they are never left behind.
-      rsF->SetField(u"Data", Value::Binary(ByteTextToBytes(a.fData)));
+      rsF->SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData)));
       rn([&] {
         if (Len(a.fname) >= 1) Need(rsF).SetField(u"filename", Value(a.fname));
       });
@@ -280,9 +290,13 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
     return 0;
   }
   CurrentHostCommon().SetHostPath(module1::EffectiveAppPath());
+  return AddLetterFromText(fs::ReadAllByteText(FilePath), rProject, InsArcPrj, PackNumber, folderOut);
+}
+
+int32_t AddLetterFromText(std::u16string text, const std::u16string& rProject, bool InsArcPrj, int32_t PackNumber,
+                          int32_t* folderOut, bool read) {
   // A large letter is held once: the file's text becomes the parsed record's raw body,
   // and that body goes as soon as the record no longer needs it.
-  std::u16string text = fs::ReadAllByteText(FilePath);
   const int64_t length = static_cast<int64_t>(text.size());
   mailHeader mheader;
   GetSubItems(std::move(text), mheader);
@@ -294,7 +308,13 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
       AddLetterFromMailHeader(mheader, MailFolder, msgSize, rProject, InsArcPrj, PackNumber, u"");
   if (folderOut) *folderOut = MailFolder;
   const double v = Val(key);
-  return (v >= 1 && v <= INT32_MAX) ? static_cast<int32_t>(v) : 0;
+  const int32_t result = (v >= 1 && v <= INT32_MAX) ? static_cast<int32_t>(v) : 0;
+  if (result > 0 && read) {
+    auto db = detail::OpenMailDatabase();
+    db->Execute(u"Update Letters Set [Read]=True Where key=" + NumToText(result) + u";");
+    db->Close();
+  }
+  return result;
 }
 
 }  // namespace ravelin::store

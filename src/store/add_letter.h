@@ -22,8 +22,10 @@ std::u16string MailFolderName(int32_t folder);
 //   msgSize below 1 records mheader.mSize instead.
 //   Project: blank means no project link. PackNumber: 0 or less means no pack.
 //   strEmail: the recipient as the caller knows it; it wins over a To that doesn't hold it.
-// mheader.Message receives the raw body when the letter has neither text nor a content
-// type. Returns the new key as decimal text; "" when the database can't be opened.
+// mheader.Message receives the raw body (read in the ANSI code page) when the letter has
+// neither text nor a content type. Returns the new key as decimal text; "" when the
+// database can't be opened or the letter's row can't be saved (the project and pack
+// links written for it are then taken out again, so no row points at a missing letter).
 std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder, int32_t msgSize = 0,
                                        const std::u16string& Project = {}, bool InsArcPrj = false,
                                        int32_t PackNumber = 0, const std::u16string& strEmail = {});
@@ -40,5 +42,11 @@ MailFolders FindAccountByAddress(const mailHeader& mheader);
 // `folderOut`, when given, receives the folder the letter went to.
 int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& rProject = {},
                          bool InsArcPrj = false, int32_t PackNumber = 0, int32_t* folderOut = nullptr);
+
+// The same for a message already in memory (byte text, as an .eml file holds it): a letter
+// of an mbox file or a Maildir folder goes in exactly as a file would. `read` marks the
+// stored letter as read. Returns the new key, 0 when nothing was inserted.
+int32_t AddLetterFromText(std::u16string text, const std::u16string& rProject = {}, bool InsArcPrj = false,
+                          int32_t PackNumber = 0, int32_t* folderOut = nullptr, bool read = false);
 
 }  // namespace ravelin::store

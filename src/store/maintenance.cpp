@@ -420,8 +420,10 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
           return nullptr;
         }
         if (e.Number() == dao::dberr::kUnrecognizedFormat && tries == 0) {
-          result.conversions.push_back(u"compacted a file of unrecognised format");
-          CompressDb(FilePath);
+          // Said as it went: a failed compaction is no compaction.
+          const bool compacted = CompressDb(FilePath);
+          result.conversions.push_back(compacted ? u"compacted a file of unrecognised format"
+                                                 : u"could not compact a file of unrecognised format");
           pump();
           tries = 1;
           continue;
@@ -432,8 +434,9 @@ DbPtr ReachDatabase(const std::u16string& FilePath, CorrectResult& result, bool&
         rn([&] { db->Close(); });
         db.reset();
         versionConverted = true;
-        result.conversions.push_back(u"converted the format 3.0 file to 4.0");
-        CompressDb(FilePath);
+        const bool compacted = CompressDb(FilePath);
+        result.conversions.push_back(compacted ? u"converted the format 3.0 file to 4.0"
+                                               : u"could not convert the format 3.0 file to 4.0");
         pump();
         continue;
       }

@@ -2,6 +2,7 @@
 // with its output compared to the golden files in tests/apps/golden/. Set
 // RAVELIN_UPDATE_GOLDEN=1 to rewrite those files from the program's output.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -131,7 +132,10 @@ TEST_F(Cli, RefusesBadUsageWithExitTwo) {
       {{"list", "--page"}, "ravelin: --page needs a value\n"},
       {{"list", "--json=yes"}, "ravelin: --json takes no value\n"},
       {{"list", "--folder", "Attic"}, "ravelin: unknown folder 'Attic' (Inbox, Outbox, Sent, Rough copies, Recycle)\n"},
-      {{"import"}, "ravelin: import needs at least one PATH (an .eml file or a folder)\n"},
+      {{"import"}, "ravelin: import needs at least one PATH (an .eml or mbox file, a Maildir or a folder)\n"},
+      {{"import", "--project", "say \"hi\"", "samples"}, "ravelin: a project name can't hold a double quote (\")\n"},
+      {{"delete", "1", "--purge", "--project", "P", "--pack", "2"},
+       "ravelin: --purge removes one link at a time: give --project or --pack, not both\n"},
       {{"help", "frob"}, "ravelin: unknown command 'frob' (see ravelin --help)\n"},
   };
   for (const auto& c : cases) {
@@ -161,18 +165,105 @@ TEST_F(Cli, FailsWithExitOneOnWhatIsNotThere) {
     EXPECT_EQ(r.code, 1) << c.args[0];
     EXPECT_EQ(r.err, c.err);
   }
-  // A file that isn't a message is named and skipped; the others still go in.
+  // A pack that isn't there takes nothing in.
+  Outcome noPack = Do({"import", "--pack", "42", "samples"});
+  EXPECT_EQ(noPack.code, 1);
+  EXPECT_EQ(noPack.err, "ravelin: there is no pack 42; nothing imported\n");
+  // What is clearly no mail (binary, empty) is named and skipped; the others still go in,
+  // the reader deciding what a message is: a blank first line, an mbox "From " line.
   ravelin::test::TempDir files;
-  std::ofstream(files.path() / "notes.eml") << "just some words\n";
-  stdfs::copy_file(kSource / "samples/plain.eml", files.path() / "plain.eml");
+  std::ofstream(files.path() / "a-picture.eml", std::ios::binary) << std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+  std::ofstream(files.path() / "b-empty.eml");
+  std::ofstream(files.path() / "c-blank-first.eml", std::ios::binary) << "\r\nSubject: blank first\r\n\r\nx\r\n";
+  std::ofstream(files.path() / "d-envelope.eml", std::ios::binary)
+      << "From bob@example.org Mon Nov  2 08:15:00 2026\nSubject: with its envelope\n\nx\n";
   const Outcome r = Do({"import", "--json", files.path().string()});
   EXPECT_EQ(r.code, 1);
-  const std::string notes = (files.path() / "notes.eml").string();
-  EXPECT_EQ(r.out, "[\n {\"path\": \"" + notes +
-                       "\", \"error\": \"not a mail message (no header field at the start)\"},\n {\"path\": \"" +
-                       (files.path() / "plain.eml").string() + "\", \"key\": 5, \"MailFolder\": \"Inbox\"}\n]\n");
-  EXPECT_EQ(r.err, "ravelin: " + notes + ": not a mail message (no header field at the start)\n"
-                   "imported 1, failed 1 (Inbox 1)\n");
+  const std::string picture = (files.path() / "a-picture.eml").string(), empty = (files.path() / "b-empty.eml").string();
+  EXPECT_EQ(r.out, "[\n {\"path\": \"" + picture + "\", \"error\": \"binary data, not a mail message (the file)\"},\n"
+                   " {\"path\": \"" + empty + "\", \"error\": \"empty file\"},\n"
+                   " {\"path\": \"" + (files.path() / "c-blank-first.eml").string() +
+                   "\", \"key\": 5, \"MailFolder\": \"Inbox\"},\n"
+                   " {\"path\": \"" + (files.path() / "d-envelope.eml").string() +
+                   "\", \"letter\": 1, \"line\": 1, \"key\": 6, \"MailFolder\": \"Inbox\"}\n]\n");
+  EXPECT_EQ(r.err, "ravelin: " + picture + ": binary data, not a mail message (the file)\nravelin: " + empty +
+                       ": empty file\nimported 2, failed 2 (Inbox 2)\n");
+  EXPECT_NE(Do({"show", "5"}).out.find("Subject:  blank first"), std::string::npos);
+  EXPECT_NE(Do({"show", "6"}).out.find("Subject:  with its envelope"), std::string::npos);
+}
+
+TEST_F(Cli, ImportsMailboxesLetterByLetter) {
+  ravelin::test::TempDir files;
+  const stdfs::path mbox = files.path() / "Travel.mbox";
+  std::ofstream(mbox, std::ios::binary)
+      << "From a@example.org Mon Nov  2 08:15:00 2026\nSubject: tickets\nDate: Mon, 2 Nov 2026 08:15:00 +0000\n\n"
+         ">From the station.\n\n"
+         "From a@example.org Mon Nov  2 08:16:00 2026\nSubject: broken\n\n"
+      << std::string("x\0y\n\n", 5)
+      << "From a@example.org Mon Nov  2 08:17:00 2026\nSubject: hotel\nDate: Tue, 3 Nov 2026 08:15:00 +0000\n\nok\n";
+  const stdfs::path box = files.path() / ".Work";
+  stdfs::create_directories(box / "cur");
+  stdfs::create_directories(box / "new");
+  std::ofstream(box / "cur" / "1.x:2,S") << "Subject: read one\nDate: Sun, 1 Nov 2026 08:15:00 +0000\n\nr\n";
+  std::ofstream(box / "new" / "2.x") << "Subject: new one\nDate: Wed, 4 Nov 2026 08:15:00 +0000\n\nn\n";
+  const Outcome r = Do({"import", mbox.string(), box.string(), "--project-from-folder", "--project", "Mail"});
+  EXPECT_EQ(r.code, 1);
+  EXPECT_EQ(r.err, "ravelin: " + mbox.string() + ": letter 2 (line 7): binary data, not a mail message\n");
+  EXPECT_EQ(r.out, "imported 4, failed 1 (Inbox 4)\n");
+  // Each mailbox under a project of its name; newest first by the date shown; the seen
+  // flag kept.
+  const Outcome travel = Do({"list", "--project", "Mail\\Travel"});
+  EXPECT_EQ(travel.code, 0) << travel.err;
+  EXPECT_LT(travel.out.find("hotel"), travel.out.find("tickets"));
+  const Outcome work = Do({"list", "--project", "Mail\\Work", "--json"});
+  EXPECT_LT(work.out.find("\"new one\""), work.out.find("\"read one\""));
+  EXPECT_NE(work.out.find("\"Subject\": \"read one\", \"From\": null, \"To\": \"?\", \"DateReceived\": null, "
+                          "\"DateWrote\": \"2026-11-01T08:15:00Z\", \"MailFolder\": \"Inbox\", \"OldMailFolder\": null, "
+                          "\"Read\": true"),
+            std::string::npos)
+      << work.out;
+  EXPECT_NE(Do({"show", "1"}).out.find("\nFrom the station.\n"), std::string::npos);
+  // The shared corpus's mbox files: every letter, none refused.
+  const stdfs::path corpus = ravelin::test::SharedDir() / "corpus";
+  if (!stdfs::is_directory(corpus)) return;
+  const Outcome c = Do({"import", (corpus / "mimekit/mbox/simple.mbox.txt").string(),
+                        (corpus / "thunderbird/mailnews-test-data/mbox_unquoted").string(),
+                        (corpus / "thunderbird/mailnews-test-data/mbox_mboxrd").string(),
+                        (corpus / "thunderbird/mailnews-test-data/mbox_modern").string()});
+  EXPECT_EQ(c.code, 0) << c.err;
+  EXPECT_EQ(c.out, "imported 9, failed 0 (Inbox 9)\n");
+}
+
+TEST_F(Cli, SaysOnceWhyTheStoreCantBeUsed) {
+  ImportSamples();
+  // Another program holds the mail database: one line with the reason, exit code 1.
+  const stdfs::path db = home.path() / "EmailW.mdb";
+  ASSERT_TRUE(stdfs::exists(db));
+  const int fd = open(db.c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);
+  const Outcome held = Do({"list"});
+  close(fd);
+  EXPECT_EQ(held.code, 1);
+  EXPECT_EQ(held.out, "");
+  EXPECT_EQ(held.err, "ravelin: the mail database is in use by another program (Could not use '" + db.string() +
+                          "'; file already in use.); try again when it is closed\n");
+}
+
+TEST_F(Cli, ProjectListsKeepTheirSide) {
+  ravelin::test::TempDir files;
+  std::ofstream(files.path() / "live.eml") << "Subject: live\n\nx\n";
+  ASSERT_EQ(Do({"import", (files.path() / "live.eml").string(), "--project", "Root\\Work"}).code, 0);
+  std::ofstream(files.path() / "kept.eml") << "Subject: kept\n\nx\n";
+  ASSERT_EQ(Do({"import", (files.path() / "kept.eml").string(), "--project", "Root\\Work\\Old", "--archive"}).code, 0);
+  const auto subjects = [&](std::vector<std::string> args) {
+    args.insert(args.begin(), {"list", "--project", "Root\\Work", "--below"});
+    const Outcome r = Do(args);
+    EXPECT_EQ(r.code, 0) << r.err;
+    return std::make_pair(r.out.find("live") != std::string::npos, r.out.find("kept") != std::string::npos);
+  };
+  EXPECT_EQ(subjects({}), std::make_pair(true, false));
+  EXPECT_EQ(subjects({"--archive"}), std::make_pair(false, true));
 }
 
 TEST_F(Cli, DeleteAndRestoreRoundTrip) {
@@ -202,7 +293,8 @@ TEST_F(Cli, DescribesEachCommandFromItsTable) {
   EXPECT_EQ(Do({"show", "--", "--help"}).code, 2);
   const Outcome all = Do({"--help"});
   EXPECT_EQ(Do({"help"}).out, all.out);
-  EXPECT_NE(all.out.find("\n  import PATH... [--project P [--archive]] [--pack N] [--json]\n"), std::string::npos);
+  EXPECT_NE(all.out.find("\n  import PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--json]\n"),
+            std::string::npos);
 }
 
 TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {

@@ -81,7 +81,7 @@ TEST(ConvertCodePage, DecodesAKnownSampleOfEachCodePage) {
       {949, "\xC7\xD1", u"한"},
       {51949, "\xC7\xD1", u"한"},
       {20127, "abc", u"abc"},
-      {0, "\xE9\x01", u"\u00E9\u0001"},      // the plain single-byte mapping
+      {0, "\xE9\x01", u"\u00E9\u0001"},      // the ANSI code page, UTF-8: an ill-formed octet kept
       {12345, "\xE9", u"\u00E9"},            // unknown numbers map the same way
   };
   for (const auto& r : rows) {
@@ -93,6 +93,96 @@ TEST(ConvertCodePage, DecodesAKnownSampleOfEachCodePage) {
   // A character the target can't hold becomes "?".
   EXPECT_EQ(ConvertCodePage(u"Я€あ", kCodePageUtf16, 1251), B("\xDF\x88?"));
   EXPECT_EQ(ConvertCodePage(u"\u0416", 0, kCodePageUtf16), u"?");
+}
+
+// The ANSI code page is the process's; each test that changes it puts it back.
+class AnsiCodePageGuard {
+ public:
+  explicit AnsiCodePageGuard(int32_t cp) : saved_(AnsiCodePage()) { EXPECT_TRUE(SetAnsiCodePage(cp)) << cp; }
+  ~AnsiCodePageGuard() { SetAnsiCodePage(saved_); }
+
+ private:
+  int32_t saved_;
+};
+
+TEST(AnsiCodePage, ReadsOctetsWithoutACharsetAndNarrowsTrueText) {
+  ASSERT_EQ(AnsiCodePage(), kCodePageUtf8);  // until the user chooses another
+  {
+    // UTF-8: valid sequences are read, each ill-formed one keeps its octets.
+    const struct {
+      std::string octets;
+      std::u16string text;
+    } rows[] = {
+        {"\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82", u"Привет"},
+        {"caf\xE9 \xD0\x9F", u"café П"},              // Latin-1 beside UTF-8
+        {"\xE2\x82z", u"\u00E2\u0082z"},               // a cut sequence keeps both octets
+        {"\xCF\xF0\xE8\xE2\xE5\xF2", u"Ïðèâåò"},       // windows-1251 octets stay as they are
+        {"\xF0\x9F\x98\x80\xFF", u"😀\u00FF"},
+    };
+    for (const auto& r : rows) {
+      EXPECT_EQ(ConvertCodePage(B(r.octets), 0, kCodePageUtf16), r.text) << r.octets;
+      // An unknown charset name is read the same way; an explicit utf-8 still marks the damage.
+      EXPECT_EQ(ConvertCodePage(B(r.octets), GetCPCode(u"x-unknown"), kCodePageUtf16), r.text) << r.octets;
+    }
+    EXPECT_EQ(ConvertCodePage(B("caf\xE9"), kCodePageUtf8, kCodePageUtf16), u"caf\uFFFD");
+    EXPECT_EQ(ConvertCodePage(u"Привет", kCodePageUtf16, 0), B("\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82"));
+  }
+  {
+    AnsiCodePageGuard cp1251(1251);
+    EXPECT_EQ(ConvertCodePage(B("\xCF\xF0\xE8\xE2\xE5\xF2"), 0, kCodePageUtf16), u"Привет");
+    EXPECT_EQ(ConvertCodePage(u"Привет", kCodePageUtf16, 0), B("\xCF\xF0\xE8\xE2\xE5\xF2"));
+  }
+  EXPECT_EQ(AnsiCodePage(), kCodePageUtf8);
+  // Only a code page that keeps ASCII can read mail; the others are refused and change nothing.
+  for (int32_t bad : {1200, 1201, 12000, 65000, 50220, 20127, 12345, 0, -1}) EXPECT_FALSE(SetAnsiCodePage(bad)) << bad;
+  EXPECT_EQ(AnsiCodePage(), kCodePageUtf8);
+  for (int32_t good : {1251, 866, 20866, 28595, 28591, 1252, 932, kCodePageUtf8}) {
+    EXPECT_TRUE(SetAnsiCodePage(good)) << good;
+    EXPECT_EQ(AnsiCodePage(), good);
+  }
+}
+
+TEST(AnsiCodePage, TextGetsOctetsThatItsLabelReadsBack) {
+  const struct {
+    std::u16string text;
+    int32_t cp;
+    const char16_t* label;
+  } rows[] = {
+      {u"Привет", 20866, u"koi8-r"},
+      {u"Привет", 866, u"ibm866"},
+      {u"Привет", 1251, u"windows-1251"},
+      {u"Привет 😀", 1251, u"utf-8"},  // 1251 has no emoji: UTF-8 holds all
+      {u"Привет", 28591, u"utf-8"},
+      {u"plain", 0, u"utf-8"},          // the ANSI code page, UTF-8
+  };
+  for (const auto& r : rows) {
+    std::u16string label;
+    const std::u16string octets = EncodeTextForLabel(r.text, r.cp, label);
+    EXPECT_EQ(label, r.label) << r.cp;
+    EXPECT_EQ(ConvertCodePage(octets, GetCPCode(label), kCodePageUtf16), r.text) << r.cp;
+  }
+  AnsiCodePageGuard cp1251(1251);
+  std::u16string label;
+  EXPECT_EQ(EncodeTextForLabel(u"Привет", 0, label), B("\xCF\xF0\xE8\xE2\xE5\xF2"));
+  EXPECT_EQ(label, u"windows-1251");
+}
+
+// Code page 866 as DOS and mail carry it: ASCII whole (controls included), then the
+// Cyrillic letters, the box drawing of the PC and the last sixteen signs.
+TEST(ConvertCodePage, Cp866AllOctetsBothWays) {
+  std::u16string expected;
+  for (char16_t c = 0; c < 0x80; ++c) expected += c;
+  for (char16_t c = 0x0410; c <= 0x043F; ++c) expected += c;  // А..п
+  expected += u"░▒▓│┤╡╢╖╕╣║╗╝╜╛┐└┴┬├─┼╞╟╚╔╩╦╠═╬╧╨╤╥╙╘╒╓╫╪┘┌█▄▌▐▀";
+  for (char16_t c = 0x0440; c <= 0x044F; ++c) expected += c;  // р..я
+  expected += u"ЁёЄєЇїЎў°∙·√№¤■\u00A0";
+  ASSERT_EQ(expected.size(), 256u);
+  std::string all;
+  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
+  const std::u16string text = ConvertCodePage(B(all), 866, kCodePageUtf16);
+  for (int b = 0; b < 256; ++b)
+    EXPECT_EQ(static_cast<int>(text[b]), static_cast<int>(expected[b])) << "octet 0x" << std::hex << b;
+  EXPECT_EQ(ConvertCodePage(expected, kCodePageUtf16, 866), B(all));
 }
 
 TEST(ConvertCodePage, ReadsTheCyrillicSamplesAlike) {

@@ -74,6 +74,10 @@ TEST_F(ZoneFixture, CovertDateTimeReadsByPosition) {
       {u"Wed, 3 Jan 2017 10:11 Z", At(2017, 1, 3, 10, 11, 0)},          // no seconds
       {u"Wed, 3 Jan 2017 10:11:12 A", At(2017, 1, 3, 11, 11, 12)},
       {u"Wed, 3 Jan 2017 10:11:12 J", At(2017, 1, 3, 10, 11, 12)},
+      // Two names real mail carries, in the table ahead of the military letters.
+      {u"Wed, 3 Jan 2017 10:11:12 UTC", At(2017, 1, 3, 10, 11, 12)},
+      {u"Wed, 3 Jan 2017 10:11:12 MSK", At(2017, 1, 3, 7, 11, 12)},
+      {u"Wed, 3 Jan 2017 10:11:12 utc", At(2017, 1, 3, 10, 11, 12)},
       {u"Wed, 3 Foo 2017 10:11:12 +0000", At(2016, 12, 3, 10, 11, 12)},  // month 0 rolls back
       // A double blank after the comma shifts every later word by one: the time is
       // read from the year; the zone is read after trimming and stays right.
@@ -104,6 +108,7 @@ TEST_F(ZoneFixture, ZoneWordsAndPlainHelpers) {
       {u"est", -300},  {u"PDT", -420},   {u"NOME", -660}, {u"CET", 60},  {u"NZST", 720},  {u"Z", 0},
       {u"A", -60},     {u"I", -540},     {u"K", -600},    {u"M", -720},  {u"N", 60},      {u"Y", 720},
       {u"J", 0},       {u"ABC", -180},   {u"abc", 0},     {u"(MSK)", 0}, {u"+01:00", 60},
+      {u"UTC", 0},     {u"MSK", 180},    {u"msk", 180},   {u"C", -180},
   };
   for (const auto& r : rows)
     EXPECT_EQ(dt.GetHourOffset(u"3 Jan 2017 10:11:12 " + std::u16string(r.zone)), r.minutes) << Show(r.zone);

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "formats/charsets.h"
 #include "runtime/text.h"
 
 namespace ravelin {
@@ -223,6 +224,17 @@ TEST(MimeParser, Multiparts) {
   EXPECT_EQ(Out(two.attFiles[0].ftype + u"/" + two.attFiles[0].fsubtype), "text/plain");
   EXPECT_EQ(Out(two.attFiles[0].Content_ID), "<c>");
 
+  // a repeated multipart Content-Type splits the body at each field, the lower one first
+  const mailHeader twice = Parse(
+      "Content-Type: multipart/mixed; boundary=one\r\nContent-Type: multipart/mixed; boundary=two\r\n\r\n"
+      "--one\r\nContent-Type: application/x; name=a\r\n\r\nA\r\n"
+      "--two\r\nContent-Type: application/x; name=b\r\n\r\nB\r\n--two--\r\n--one--\r\n");
+  EXPECT_EQ(Out(twice.boundary), "one");  // the first field of the message is met last
+  ASSERT_EQ(twice.attFiles.size(), 2u);
+  EXPECT_EQ(Out(twice.attFiles[0].fname), "b");
+  EXPECT_EQ(Out(twice.attFiles[1].fname), "a");
+  EXPECT_EQ(Out(twice.attFiles[1].fData), "A\r\n--two\r\nContent-Type: application/x; name=b\r\n\r\nB\r\n--two--");
+
   // a file stored with bare line feeds loses only its line feed ahead of a delimiter
   const mailHeader lf = Parse(
       "Content-Type: multipart/mixed; boundary=q\n\n"
@@ -231,6 +243,67 @@ TEST(MimeParser, Multiparts) {
   EXPECT_EQ(Out(lf.Message), "Hello");
   ASSERT_EQ(lf.attFiles.size(), 1u);
   EXPECT_EQ(Out(lf.attFiles[0].fData), "XYZ");
+}
+
+// A named text part keeps its octets and the charset that reads them; text without a
+// charset, raw 8-bit header text and a body without a Content-Type are read in the ANSI
+// code page (UTF-8 unless the user chose another).
+TEST(MimeParser, TextWithAndWithoutCharsets) {
+  const struct {
+    std::string charset, octets;
+  } named[] = {
+      {"koi8-r", "\xF0\xD2\xC9\xD7\xC5\xD4"},
+      {"windows-1251", "\xCF\xF0\xE8\xE2\xE5\xF2"},
+      {"cp866", "\x8F\xE0\xA8\xA2\xA5\xE2"},
+      {"utf-8", "\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82"},
+  };
+  for (const auto& n : named) {
+    const mailHeader h = Parse("Content-Type: multipart/mixed; boundary=k\r\n\r\n--k\r\n"
+                               "Content-Type: text/plain; charset=" + n.charset + "; name=notes.txt\r\n\r\n" +
+                               n.octets + "\r\n--k--\r\n");
+    ASSERT_EQ(h.attFiles.size(), 1u) << n.charset;
+    EXPECT_EQ(h.attFiles[0].fData, B(n.octets)) << n.charset;
+    EXPECT_EQ(Out(h.attFiles[0].ContentTransferEncoding), n.charset);
+    EXPECT_EQ(Out(ConvertCodePage(h.attFiles[0].fData, GetCPCode(h.attFiles[0].ContentTransferEncoding), 1200)),
+              "Привет");
+  }
+
+  const std::string utf8 = "\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82";  // Привет
+  const std::string cp1251 = "\xCF\xF0\xE8\xE2\xE5\xF2";
+  const auto unlabeled = [](const std::string& octets) {
+    return Parse("Subject: " + octets + " =?utf-8?B?0LzQuNGA?=\r\nFrom: " + octets + " <a@b>\r\n\r\n" + octets);
+  };
+  const auto namedUnlabeled = [](const std::string& octets) {
+    return Parse("Content-Type: multipart/mixed; boundary=k\r\n\r\n--k\r\n"
+                 "Content-Type: text/plain; name=n.txt\r\n\r\n" + octets + "\r\n--k--\r\n");
+  };
+  {
+    const mailHeader h = unlabeled(utf8);
+    EXPECT_EQ(Out(h.Subject), "Привет мир");
+    EXPECT_EQ(Out(h.From), "Привет <a@b>");
+    EXPECT_EQ(Out(h.Message), "Привет");
+    // Octets that are no UTF-8 are kept as they are rather than lost.
+    EXPECT_EQ(h.Message.size(), 6u);
+    EXPECT_EQ(unlabeled(cp1251).Message, B(cp1251));
+    EXPECT_EQ(Out(Parse("Subject: \xC9mile\r\n\r\n").Subject), "Émile");
+    const mailHeader n = namedUnlabeled(cp1251);
+    ASSERT_EQ(n.attFiles.size(), 1u);
+    EXPECT_EQ(Out(n.attFiles[0].ContentTransferEncoding), "utf-8");
+    EXPECT_EQ(ConvertCodePage(n.attFiles[0].fData, kCodePageUtf8, 1200), B(cp1251));
+  }
+  const int32_t saved = AnsiCodePage();
+  ASSERT_TRUE(SetAnsiCodePage(1251));
+  {
+    const mailHeader h = unlabeled(cp1251);
+    EXPECT_EQ(Out(h.Subject), "Привет мир");
+    EXPECT_EQ(Out(h.From), "Привет <a@b>");
+    EXPECT_EQ(Out(h.Message), "Привет");
+    const mailHeader n = namedUnlabeled(cp1251);
+    ASSERT_EQ(n.attFiles.size(), 1u);
+    EXPECT_EQ(n.attFiles[0].fData, B(cp1251));  // the octets it came with
+    EXPECT_EQ(Out(n.attFiles[0].ContentTransferEncoding), "windows-1251");
+  }
+  SetAnsiCodePage(saved);
 }
 
 TEST(MimeParser, CyrillicFileNames) {
@@ -314,6 +387,17 @@ TEST(MimeParser, HostileShapesStayBounded) {
   const mailHeader t = Parse(to + "\r\nSubject: s\r\n\r\nb");
   EXPECT_EQ(Out(t.Subject), "s");
   EXPECT_EQ(Out(t.to), unfolded);  // each fold loses its blank but the last one
+
+  // a Content-Type repeated at every level would split each level twice, and again below
+  std::string open, close;
+  for (int i = 0; i < 40; ++i) {
+    const std::string b = "r" + std::to_string(i) + "x";
+    open += "Content-Type: multipart/mixed; boundary=" + b + "\r\nContent-Type: multipart/mixed; boundary=" + b +
+            "\r\n\r\n--" + b + "\r\n";
+    close = "\r\n--" + b + "--" + close;
+  }
+  const mailHeader repeated = Parse(open + "Content-Type: text/plain\r\n\r\nbottom" + close);
+  EXPECT_EQ(Out(repeated.Message), "bottom");
 
   std::string dashes = "Content-Type: multipart/mixed; boundary=d\r\n\r\n";
   for (int i = 0; i < 100000; ++i) dashes += "--d";

@@ -2,6 +2,10 @@
 // from the accounts, the links and the attachment rows, and the .eml front end.
 #include "store/add_letter.h"
 
+#include <sqlite3.h>
+
+#include <set>
+
 #include "platform/filesystem.h"
 #include "platform/interaction.h"
 #include "runtime/vbstring.h"
@@ -176,6 +180,52 @@ TEST_F(AddLetterTest, LinksAndAttachmentRows) {
   ASSERT_GT(bare, 0);
   EXPECT_EQ(Count(u"Select * from Projects"), 1u);
   EXPECT_EQ(Count(u"Select * from PackItems"), 1u);
+}
+
+TEST_F(AddLetterTest, AFailingStepFailsAloneAndNoLinkOutlivesItsLetter) {
+  const int32_t pack = AddPack(u"Plans");
+  // An unknown folder code writes "" to MailFolder, which the field refuses: that step
+  // alone fails, the letter is stored without a folder and its links point at it.
+  const int32_t odd = Add(Header(u"a@b.c", u"d@e.f", u"odd folder"), MailFolderUnknown, 0, u"Work", false, pack);
+  ASSERT_GT(odd, 0);
+  const Row r = Stored(odd);
+  EXPECT_EQ(Text(r, u"Subject"), u"odd folder");
+  EXPECT_TRUE(IsNull(r, u"MailFolder"));
+  // Every letter is stored unread, which the plain question finds.
+  EXPECT_EQ(r.at(u"Read"), Value(false));
+  const int32_t plain = Add(Header(u"a@b.c", u"d@e.f", u"plain"));
+  EXPECT_EQ(Count(u"Select * from Letters where [Read]=False"), 2u);
+
+  // A letter row the database refuses: no key, and the project and pack links written
+  // ahead of it are gone again.
+  {
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(sqlite3_open(fs::NativePath(module1::GetEmailDbPath()).c_str(), &raw), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(raw,
+                           "CREATE TRIGGER refuse BEFORE INSERT ON Letters WHEN NEW.Subject = 'refused' "
+                           "BEGIN SELECT RAISE(ABORT, 'refused'); END;",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(raw);
+  }
+  mailHeader h = Header(u"a@b.c", u"d@e.f", u"refused");
+  AttachFile f;
+  f.ftype = u"application";
+  f.fsubtype = u"octet-stream";
+  f.fData = u"x";
+  h.attFiles = {f};
+  int32_t folder = Inbox;
+  EXPECT_EQ(store::AddLetterFromMailHeader(h, folder, 0, u"Work", false, pack), u"");
+  EXPECT_EQ(Count(u"Select * from Letters"), 2u);
+  const auto linked = [&](const std::u16string& sql) {
+    std::set<int32_t> keys;
+    for (const Row& row : Rows(sql)) keys.insert(row.begin()->second.AsLong());
+    return keys;
+  };
+  EXPECT_EQ(linked(u"Select [Obj ID] from Projects"), (std::set<int32_t>{odd}));
+  EXPECT_EQ(linked(u"Select Msg_N from PackItems"), (std::set<int32_t>{odd}));
+  EXPECT_EQ(Count(u"Select * from Files"), 0u);
+  EXPECT_GT(plain, odd);
 }
 
 TEST_F(AddLetterTest, FromEmlFile) {

@@ -23,24 +23,29 @@ std::u16string Normalized(std::u16string s) {
   return s;
 }
 
-// The parts' octets, sorted; a text part written out as text may end in a line break
-// that reading it back keeps, so text parts are compared without their trailing ones.
+// The parts' octets, sorted. The writer puts every "plain" part out as 8bit text with a
+// line break behind it, and the last part has no closing delimiter, so reading back keeps
+// line breaks there: such parts are compared without their trailing ones.
 std::vector<std::string> Attachments(const mailHeader& h) {
   std::vector<std::string> out;
-  for (const AttachFile& f : h.attFiles)
-    out.push_back(ByteTextToBytes(TextEquals(f.ftype, u"text") ? Normalized(f.fData) : f.fData));
+  for (const AttachFile& f : h.attFiles) {
+    const bool asText = TextEquals(f.ftype, u"text") || TextEquals(f.fsubtype, u"plain");
+    out.push_back(ByteTextToBytes(asText ? Normalized(f.fData) : f.fData));
+  }
   std::sort(out.begin(), out.end());
   return out;
 }
 
-// Letters whose second reading differs in ways not yet explained; their octets are still
-// checked in the store. Kept here so a new difference shows at once.
+// Letters whose second reading differs; their octets are still checked in the store. Kept
+// here so a new difference shows at once. All three have a line that begins with "." just
+// behind a blank line inside plain text: the writer puts plain text out as 8bit, and the
+// reader takes the last CR LF CR LF "." of a text for the terminator of a received
+// message and cuts everything from there.
 bool KnownDifference(const std::filesystem::path& file) {
   static const char* const kKnown[] = {
-      "stalwart-mail-parser/rfc/003.eml",        // alternative with text/enriched: reread as one part fewer
-      "stalwart-mail-parser/rfc/004.eml",        // same shape as 003
-      "stalwart-mail-parser/thirdparty/006.eml", // signature/plain part reread 4 octets longer
-      "mime4j/mimetools-testmsgs/multi-igor.msg",  // three named text parts reread as one
+      "stalwart-mail-parser/rfc/003.eml",          // "... plain text version": the alternatives behind it are cut
+      "stalwart-mail-parser/rfc/004.eml",          // "...body goes here ...": the same
+      "mime4j/mimetools-testmsgs/multi-igor.msg",  // ".pm.html:" in the Makefile part: the two parts behind it are cut
   };
   const std::string s = file.generic_string();
   for (const char* k : kKnown)

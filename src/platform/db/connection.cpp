@@ -287,7 +287,8 @@ Value CoerceForField(const Value& v, const FieldMeta& meta, std::u16string_view 
 
 Value DefaultFor(const FieldMeta& meta) {
   std::u16string d = Trim(meta.defaultValue);
-  if (d.empty()) return Value();
+  // A Yes/No field is never Null: without a default of its own a new row holds False.
+  if (d.empty()) return meta.type == dbBoolean ? Value(false) : Value();
   if (d.size() >= 2 && (d.front() == u'"' || d.front() == u'\'') && d.back() == d.front())
     d = d.substr(1, d.size() - 2);
   std::u16string low = LCase(d);

@@ -65,7 +65,7 @@ void BindValue(sqlite3_stmt* st, int param, const Value& v, bool keep = false);
 // A value converted for storing in a field of `meta` (3421 conversion, 3349 overflow,
 // 3163 too long); Null stays Null.
 Value CoerceForField(const Value& v, const FieldMeta& meta, std::u16string_view table);
-// The field's default as a Value (Null when there is none).
+// The field's default as a Value: Null when there is none, False for a Yes/No field.
 Value DefaultFor(const FieldMeta& meta);
 
 // A prepared statement owned by its user.

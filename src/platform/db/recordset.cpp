@@ -97,6 +97,7 @@ struct RecordsetImpl : sql::NameResolver {
   std::u16string source;
   int type = dbOpenDynaset;
   bool updatable = false;
+  bool rids = false;  // the statement reads each table's rowid behind its columns
   bool tableType = false;
   std::string sqlText;
   std::string baseSql;  // before any ORDER BY of an index
@@ -209,7 +210,7 @@ struct RecordsetImpl : sql::NameResolver {
       }
       sqlite3_stmt* st = cur;
       Row r;
-      if (updatable) {
+      if (rids) {
         r.rid.resize(refs.size());
         for (size_t k = 0; k < refs.size(); ++k) {
           int c = ridBase + static_cast<int>(k);
@@ -360,10 +361,13 @@ struct RecordsetImpl : sql::NameResolver {
       if (!m) allReal = false;
       refs.push_back(std::move(r));
     }
-    updatable = allReal && !st.compound && !st.distinct && !st.grouped && !(options & dbReadOnly) &&
-                type != dbOpenSnapshot && type != dbOpenForwardOnly && st.selectListEnd != std::string::npos;
+    const bool plainSelect = allReal && !st.compound && !st.distinct && !st.grouped && st.selectListEnd != std::string::npos;
+    updatable = plainSelect && !(options & dbReadOnly) && type != dbOpenSnapshot && type != dbOpenForwardOnly;
+    // A read-only recordset of a "distinctrow" statement needs the rowids too: it shows
+    // the same rows as the dynaset of that statement, one per row of the tables it shows.
+    rids = updatable || (plainSelect && st.distinctrow);
     sqlText = st.sql;
-    if (updatable) {
+    if (rids) {
       std::string extra;
       for (size_t k = 0; k < refs.size(); ++k)
         extra += ", " + sql::QuoteName(refs[k].alias) + ".rowid AS \"__rv_rid" + std::to_string(k) + "\"";
@@ -380,7 +384,7 @@ struct RecordsetImpl : sql::NameResolver {
   // What Open works out about a text, kept on the connection for the next recordset.
   struct Plan {
     std::u16string source;
-    bool tableType, updatable, dedupe, hasBig;
+    bool tableType, updatable, rids, dedupe, hasBig;
     std::string sqlText;
     std::vector<Column> cols;
     std::vector<Ref> refs;
@@ -389,7 +393,7 @@ struct RecordsetImpl : sql::NameResolver {
     int ridBase;
   };
   void SavePlan(const std::u16string& key) {
-    auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, dedupe, hasBig, sqlText, cols, refs, contributing, joins, ridBase});
+    auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, rids, dedupe, hasBig, sqlText, cols, refs, contributing, joins, ridBase});
     if (conn->Plans().size() > 256) conn->Plans().clear();
     conn->Plans()[key] = std::move(p);
   }
@@ -400,6 +404,7 @@ struct RecordsetImpl : sql::NameResolver {
     source = p.source;
     tableType = p.tableType;
     updatable = p.updatable;
+    rids = p.rids;
     dedupe = p.dedupe;
     hasBig = p.hasBig;
     sqlText = baseSql = p.sqlText;
@@ -418,7 +423,8 @@ struct RecordsetImpl : sql::NameResolver {
   void MapColumns(const sql::Statement& st) {
     sqlite3_stmt* s = cur;
     int total = sqlite3_column_count(s);
-    int n = updatable ? total - static_cast<int>(refs.size()) : total;
+    int n = rids ? total - static_cast<int>(refs.size()) : total;
+    std::vector<bool> shown(refs.size(), false);  // tables that give a column
     ridBase = n;
     // What the select list says about each column: (table, field).
     std::vector<std::pair<int, std::u16string>> planned;
@@ -485,6 +491,7 @@ struct RecordsetImpl : sql::NameResolver {
         }
       }
       c.ref = updatable ? k : -1;
+      if (k >= 0) shown[static_cast<size_t>(k)] = true;
       if (!updatable && c.hasMeta) c.type = c.meta.type;
     }
     // Two columns of one name are told apart by their table, as "T.F".
@@ -506,8 +513,8 @@ struct RecordsetImpl : sql::NameResolver {
       }
     }
     for (size_t k = 0; k < refs.size(); ++k)
-      if (!refs[k].cols.empty()) contributing.push_back(static_cast<int>(k));
-    dedupe = updatable && st.distinctrow && contributing.size() < refs.size();
+      if (shown[k]) contributing.push_back(static_cast<int>(k));
+    dedupe = rids && st.distinctrow && contributing.size() < refs.size();
     MapFields();
     reserved.assign(refs.size(), 0);
   }
@@ -809,7 +816,14 @@ struct RecordsetImpl : sql::NameResolver {
     const Column& col = cols[static_cast<size_t>(c)];
     if (col.ref < 0 || col.meta.autoIncrement())
       ThrowDb(dberr::kFieldNotUpdatable, u"Field cannot be updated. (" + col.name + u")");
-    buf[static_cast<size_t>(c)] = CoerceForField(v, col.meta, refs[static_cast<size_t>(col.ref)].table);
+    Value coerced = CoerceForField(v, col.meta, refs[static_cast<size_t>(col.ref)].table);
+    // An empty text where the field allows none fails at the assignment, as the original
+    // engine's did: the field keeps what it held and the row can still be saved.
+    if ((col.meta.type == dbText || col.meta.type == dbMemo) && !col.meta.allowZeroLength &&
+        coerced.Type() == VType::Text && coerced.TextRef().empty())
+      ThrowDb(dberr::kZeroLength, u"Field '" + refs[static_cast<size_t>(col.ref)].table + u"." + col.meta.name +
+                                      u"' cannot be a zero-length string.");
+    buf[static_cast<size_t>(c)] = std::move(coerced);
     dirty[static_cast<size_t>(c)] = true;
   }
 

@@ -135,8 +135,8 @@ TEST_F(EngineTest, UpgradingAStoredTableKeepsItsRows) {
   subject->SetAllowZeroLength(false);
   auto l = db->OpenRecordset(u"Letters");
   l->Edit();
-  l->Fields(u"Subject") = Value(u"");
-  EXPECT_EQ(ErrorOf([&] { l->Update(); }), dberr::kZeroLength);
+  EXPECT_EQ(ErrorOf([&] { l->Fields(u"Subject") = Value(u""); }), dberr::kZeroLength);
+  l->CancelUpdate();
   // A table held by an open cursor can't be dropped.
   auto busy = db->OpenRecordset(u"Letters");
   EXPECT_EQ(ErrorOf([&] { db->TableDefs().Delete(u"Letters"); }), dberr::kTableLocked);

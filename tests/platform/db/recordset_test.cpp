@@ -48,6 +48,14 @@ TEST_F(RecordsetTest, DefaultsFillANewRow) {
   acc->MoveFirst();
   EXPECT_EQ(acc->Fields(u"Flags").Value(), Value(int32_t{1}));
   EXPECT_EQ(acc->Fields(u"POPport").Value(), Value(int32_t{110}));
+  // A Yes/No field without a default of its own is False on a new row, never Null.
+  auto letters = db->OpenRecordset(u"Letters");
+  letters->AddNew();
+  EXPECT_EQ(letters->Fields(u"Read").Value(), Value(false));
+  const std::u16string key = NumToText(letters->Fields(u"key").Value().AsLong());
+  letters->Fields(u"MailFolder") = Value(u"Inbox");
+  letters->Update();
+  EXPECT_EQ(CountOf(u"Select * from Letters where [Read]=False and key=" + key), 1);
 }
 
 TEST_F(RecordsetTest, ColumnRulesAreEnforced) {
