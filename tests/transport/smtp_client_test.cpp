@@ -42,13 +42,14 @@ class FakeSocket : public Socket {
       {"PASS", {"235 ok\r\n"}},             {"MAIL", {"250 ok\r\n"}},
       {"RCPT", {"250 ok\r\n"}},             {"DATA", {"354 go on\r\n"}},
       {".", {"250 queued\r\n"}},            {"QUIT", {"221 bye\r\n"}},
+      {"STARTTLS", {"220 ready\r\n"}},
   };
   bool refuseConnect = false;
   bool failGetData = false;
   const WinsockStates* watch = nullptr;  // the state recorded with each send
   std::vector<Sent> sent;
   std::vector<std::string> arrivals;  // what the peer delivered, in order
-  int rcptSeen = 0;
+  int tlsStarts = 0;
 
   void Connect(const std::u16string&, int32_t) override {
     Close();
@@ -84,10 +85,14 @@ class FakeSocket : public Socket {
     ++gen_;
     state_ = sckClosed;
     in_.clear();
+    tls_ = false;
   }
   int32_t State() const override { return state_; }
   void UseTls(const TlsSettings&) override {}
-  void StartTls(const TlsSettings&) override { tls_ = true; }
+  void StartTls(const TlsSettings&) override {
+    tls_ = true;
+    ++tlsStarts;
+  }
   bool TlsReady() const override { return tls_; }
 
   std::vector<std::string> Commands() const {
@@ -420,6 +425,53 @@ TEST_F(SmtpClientTest, StopDuringTheWaitEndsTheSendAtOnce) {
   EXPECT_EQ(sock.State(), sckClosed);
   EXPECT_TRUE(user().shown.empty());
   EXPECT_TRUE(host().Reports().empty());
+}
+
+TEST_F(SmtpClientTest, AServersOwnSectionChangesOnlyWhatItSays) {
+  const std::u16string section = u"SMTP mx.example.org:25";
+  const std::u16string ini = module1::GetIniPath();
+  ASSERT_TRUE(WriteIniString(section, u"Helo", u"host.example.org", ini));
+  ASSERT_TRUE(WriteIniString(section, u"Auth", u"plain", ini));
+  sock.replies["AUTH"] = {"235 ok\r\n"};
+  ASSERT_TRUE(SendOne());
+  // "\0ivan\0secret" in Base64, in one step.
+  EXPECT_EQ(sock.sent[0].text, "EHLO host.example.org\r\n");
+  EXPECT_EQ(sock.sent[1].text, "AUTH PLAIN AGl2YW4Ac2VjcmV0\r\n");
+  EXPECT_EQ(sock.sent[2].text, "MAIL FROM:ivan@example.org\r\n");
+
+  // auto: LOGIN when offered, PLAIN when only that is.
+  ASSERT_TRUE(WriteIniString(section, u"Auth", u"auto", ini));
+  sock.replies["EHLO"] = {"250-fake\r\n250 AUTH PLAIN\r\n"};
+  sock.sent.clear();
+  ASSERT_TRUE(SendOne());
+  EXPECT_EQ(sock.sent[1].text, "AUTH PLAIN AGl2YW4Ac2VjcmV0\r\n");
+  sock.replies["EHLO"] = {"250-fake\r\n250 AUTH PLAIN LOGIN\r\n"};
+  sock.replies["AUTH"] = {"334 VXNlcm5hbWU6\r\n"};
+  sock.sent.clear();
+  ASSERT_TRUE(SendOne());
+  EXPECT_EQ(sock.sent[1].text, "AUTH LOGIN\r\n");
+
+  // STARTTLS: greeted again after the handshake; refused, nothing more is said.
+  ASSERT_TRUE(WriteIniString(section, u"Security", u"starttls", ini));
+  sock.sent.clear();
+  ASSERT_TRUE(SendOne(false));
+  EXPECT_EQ(sock.sent[1].text, "STARTTLS\r\n");
+  EXPECT_EQ(sock.sent[2].text, "EHLO host.example.org\r\n");
+  EXPECT_EQ(sock.sent[3].text, "MAIL FROM:ivan@example.org\r\n");
+  EXPECT_EQ(sock.tlsStarts, 1);
+  sock.replies["STARTTLS"] = {"454 TLS not available\r\n"};
+  sock.sent.clear();
+  EXPECT_FALSE(SendOne(false));
+  EXPECT_EQ(sock.sent.size(), 2u);
+  user().shown.clear();
+
+  // A misspelt security setting never sends in clear: the connection isn't made.
+  ASSERT_TRUE(WriteIniString(section, u"Security", u"startls", ini));
+  sock.sent.clear();
+  EXPECT_FALSE(SendOne());
+  EXPECT_TRUE(sock.sent.empty());
+  ASSERT_EQ(user().shown.size(), 1u);
+  EXPECT_EQ(user().shown[0].text, u"Unable to connect to the server!");
 }
 
 TEST_F(SmtpClientTest, TwoInstancesKeepTheirOwnState) {
