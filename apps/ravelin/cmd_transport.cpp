@@ -10,6 +10,7 @@
 #include <boost/asio/signal_set.hpp>
 
 #include "commands.h"
+#include "json_output.h"
 #include "formats/mime_parser.h"
 #include "platform/db/dao.h"
 #include "platform/event_loop.h"
@@ -27,38 +28,6 @@ namespace ravelin::cli {
 namespace {
 
 using transport::AccountChanges;
-
-std::string Json(std::u16string_view s) {
-  std::string out = "\"";
-  for (char c : ToUtf8(s)) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          char buf[8];
-          snprintf(buf, sizeof buf, "\\u%04x", c);
-          out += buf;
-        } else {
-          out += c;
-        }
-    }
-  }
-  return out + "\"";
-}
-
-std::string JsonOf(const Value& v) {
-  switch (v.Type()) {
-    case VType::Null: return "null";
-    case VType::Boolean: return v.AsBool() ? "true" : "false";
-    case VType::Text: return Json(v.TextRef());
-    case VType::Long: return std::to_string(v.AsLong());
-    default: return Json(NullConvStr(v));
-  }
-}
 
 // A port as typed: 1..65535.
 std::optional<int32_t> ParsePort(const std::string& s) {
@@ -171,19 +140,20 @@ std::string ReadChanges(const Args& args, AccountChanges& c) {
   return {};
 }
 
-int AccountList(Context& ctx, bool json) {
+int AccountList(Context& ctx, const Args& args) {
+  const bool json = args.Has("--json");
   auto db = dao::OpenDatabase(ctx.mail.GetDatabaseName(), false, false, u"Access");
   auto rs = db->OpenRecordset(u"Accounts", dao::dbOpenDynaset);
+  json::array rows;
   int n = 0;
-  if (json) ctx.out << "[";
   for (; !rs->Eof(); rs->MoveNext(), ++n) {
     if (json) {
-      ctx.out << (n ? ",\n " : "\n ") << "{";
+      json::object row;
       for (int32_t i = 0; i < rs->Fields().Count(); ++i) {
         auto f = rs->Fields(i);
-        ctx.out << (i ? ", " : "") << Json(f.Name()) << ": " << JsonOf(f.Value());
+        row[ToUtf8(f.Name())] = JsonOf(f.Value());
       }
-      ctx.out << "}";
+      rows.push_back(std::move(row));
     } else {
       const std::u16string addr = NullConvStr(rs->GetField(u"User")) + u"@" + NullConvStr(rs->GetField(u"@after"));
       ctx.out << ToUtf8(addr) << "  smtp " << ToUtf8(NullConvStr(rs->GetField(u"SMTP"))) << ":"
@@ -192,32 +162,21 @@ int AccountList(Context& ctx, bool json) {
               << (NullConvStr(rs->GetField(u"Password")).empty() ? "  no password" : "") << "\n";
     }
   }
-  if (json) ctx.out << (n ? "\n]\n" : "]\n");
-  if (!json && n == 0) ctx.out << "no accounts (ravelin account add EMAIL)\n";
   rs->Close();
   db->Close();
+  if (json) PrintRows(ctx.out, rows);
+  else if (n == 0) ctx.out << "no accounts (ravelin account add EMAIL)\n";
   return 0;
 }
 
-int RunAccount(Context& ctx) {
-  Args args(ctx.args);
-  args.Option("--smtp").Option("--smtp-port").Flag("--auth").Flag("--no-auth").Option("--pop").Option("--pop-port");
-  args.Flag("--password-stdin").Flag("--json");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+// add, set and delete: one address, the options of the verb.
+int AccountEdit(Context& ctx, const Args& args, const std::string& verb) {
   const auto& pos = args.Positional();
-  if (pos.empty()) return UsageError(ctx, "account needs add, set, list or delete");
-  const std::string& verb = pos[0];
-  if (verb == "list") {
-    if (pos.size() != 1) return UsageError(ctx, "account list takes no address");
-    return AccountList(ctx, args.Has("--json"));
-  }
-  if (verb != "add" && verb != "set" && verb != "delete") return UsageError(ctx, "unknown account command '" + verb + "'");
-  if (pos.size() != 2) return UsageError(ctx, "account " + verb + " needs one address");
-  const std::u16string email = FromUtf8(pos[1]);
+  if (pos.size() != 1) return UsageError(ctx, "account " + verb + " needs one address");
+  const std::u16string email = FromUtf8(pos[0]);
   AccountChanges c;
   if (auto e = ReadChanges(args, c); !e.empty()) return UsageError(ctx, e);
   if (args.Has("--password-stdin")) {
-    if (verb != "set") return UsageError(ctx, "--password-stdin belongs to account set");
     auto pw = ReadSecret();
     if (!pw) return Fail(ctx, "no password on standard input");
     c.password = *pw;
@@ -225,13 +184,13 @@ int RunAccount(Context& ctx) {
   try {
     if (verb == "add") {
       transport::AddAccount(email, c);
-      ctx.out << "account " << pos[1] << " added\n";
+      ctx.out << "account " << pos[0] << " added\n";
     } else if (verb == "set") {
       transport::SetAccount(email, c);
-      ctx.out << "account " << pos[1] << " changed\n";
+      ctx.out << "account " << pos[0] << " changed\n";
     } else {
       transport::DeleteAccount(email);
-      ctx.out << "account " << pos[1] << " deleted\n";
+      ctx.out << "account " << pos[0] << " deleted\n";
     }
   } catch (const Error& e) {
     return Fail(ctx, ToUtf8(e.Description()));
@@ -299,10 +258,7 @@ SendResult SendStored(Context& ctx, int32_t key, Panel& panel, bool& stopped) {
   return r;
 }
 
-int RunSend(Context& ctx) {
-  Args args(ctx.args);
-  args.Flag("--json").Flag("--status");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+int RunSend(Context& ctx, const Args& args) {
   if (args.Positional().empty()) return UsageError(ctx, "send needs the key of a letter");
   std::vector<int32_t> keys;
   for (const auto& k : args.Positional()) {
@@ -322,14 +278,13 @@ int RunSend(Context& ctx) {
     if (stopped) break;
   }
   if (json) {
-    ctx.out << "[";
-    for (size_t i = 0; i < results.size(); ++i) {
-      const auto& r = results[i];
-      ctx.out << (i ? ",\n " : "\n ") << "{\"key\": " << r.key << ", \"sent\": " << (r.sent ? "true" : "false")
-              << ", \"MailFolder\": " << (r.folder.empty() ? "null" : Json(r.folder)) << ", \"message\": "
-              << Json(r.message) << "}";
-    }
-    ctx.out << (results.empty() ? "]\n" : "\n]\n");
+    json::array rows;
+    for (const auto& r : results)
+      rows.push_back(json::object{{"key", r.key},
+                                  {"sent", r.sent},
+                                  {"MailFolder", r.folder.empty() ? json::value(nullptr) : JsonText(r.folder)},
+                                  {"message", JsonText(r.message)}});
+    PrintRows(ctx.out, rows);
   }
   const bool all = results.size() == keys.size() &&
                    std::all_of(results.begin(), results.end(), [](const SendResult& r) { return r.sent; });
@@ -365,13 +320,8 @@ AttachFile FilePart(const std::string& path) {
   return f;
 }
 
-int RunSmtp(Context& ctx) {
-  Args args(ctx.args);
-  args.Option("--server").Option("--port").Flag("--auth").Option("--user").Flag("--password-stdin");
-  args.Option("--from").Option("--to").Option("--subject").Option("--text").Option("--text-file");
-  args.Option("--attach").Option("--count").Option("--timeout").Flag("--status").Flag("--json");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
-  if (args.Positional().size() != 1 || args.Positional()[0] != "send") return UsageError(ctx, "smtp needs send");
+int RunSmtp(Context& ctx, const Args& args) {
+  if (!args.Positional().empty()) return UsageError(ctx, "smtp send takes no argument");
   if (!args.Get("--server") || !args.Get("--from") || !args.Get("--to"))
     return UsageError(ctx, "smtp send needs --server, --from and --to");
   int32_t port = 25;
@@ -441,8 +391,12 @@ int RunSmtp(Context& ctx) {
     ctx.mail.SMTPDisconnect(sender.sock(), &panel, server);
   }
   if (args.Has("--json")) {
-    ctx.out << "{\"server\": " << Json(server) << ", \"port\": " << port << ", \"letters\": " << count
-            << ", \"sent\": " << sent << ", \"stopped\": " << (sender.stopped() ? "true" : "false") << "}\n";
+    ctx.out << OneLine(json::object{{"server", JsonText(server)},
+                                    {"port", port},
+                                    {"letters", count},
+                                    {"sent", sent},
+                                    {"stopped", sender.stopped()}})
+            << "\n";
   } else if (sent == count) {
     ctx.out << (count == 1 ? std::string("the letter was sent") : std::to_string(sent) + " letters were sent") << "\n";
   } else {
@@ -453,21 +407,17 @@ int RunSmtp(Context& ctx) {
 
 // ---- password ----------------------------------------------------------------------------
 
-int RunPassword(Context& ctx) {
-  Args args(ctx.args);
-  args.Option("--method");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+int RunPassword(Context& ctx, const Args& args, bool code) {
   const auto& pos = args.Positional();
-  if (pos.size() != 2 || (pos[0] != "code" && pos[0] != "decode"))
-    return UsageError(ctx, "password needs code TEXT or decode TEXT");
+  if (pos.size() != 1) return UsageError(ctx, std::string("password ") + (code ? "code" : "decode") + " needs one TEXT");
   int32_t method = transport::kAccountPasswordMethod;
   if (auto m = args.Get("--method")) {
     if (m->empty() || m->size() > 9 || m->find_first_not_of("0123456789") != std::string::npos)
       return UsageError(ctx, "--method needs a number");
     method = std::stoi(*m);
   }
-  const std::u16string text = FromUtf8(pos[1]);
-  ctx.out << ToUtf8(pos[0] == "code" ? transport::CodeAccountPassword(text, method)
+  const std::u16string text = FromUtf8(pos[0]);
+  ctx.out << ToUtf8(code ? transport::CodeAccountPassword(text, method)
                                      : transport::DecodeAccountPassword(text, method))
           << "\n";
   return 0;
@@ -475,42 +425,45 @@ int RunPassword(Context& ctx) {
 
 // ---- servers -----------------------------------------------------------------------------
 
-int RunServers(Context& ctx) {
-  Args args(ctx.args);
-  args.Option("--name").Option("--pop").Option("--pop-port").Option("--smtp").Option("--smtp-port").Option("--url");
-  args.Flag("--auth").Flag("--no-auth").Flag("--json");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
-  const auto& pos = args.Positional();
-  if (pos.empty()) return UsageError(ctx, "servers needs list, set KEY or reset KEY");
+int ServersList(Context& ctx, const Args& args) {
   transport::KnownServers servers;
+  const bool json = args.Has("--json");
+  json::array rows;
   try {
-    if (pos[0] == "list") {
-      const bool json = args.Has("--json");
-      if (json) ctx.out << "[";
-      for (int32_t i = 1; i <= servers.Count(); ++i) {
-        transport::KnownServer& s = *servers.Item(i);
-        // As the options window does before it shows a provider.
-        if (!s.IsConfigured()) s.SetDefaultParams();
-        if (json) {
-          ctx.out << (i > 1 ? ",\n " : "\n ") << "{\"Key\": " << Json(s.Key()) << ", \"Name\": " << Json(s.Name())
-                  << ", \"POPserver\": " << Json(s.POPserver()) << ", \"POPport\": " << s.POPport()
-                  << ", \"SMTPserver\": " << Json(s.SMTPserver()) << ", \"SMTPport\": " << s.SMTPport()
-                  << ", \"URLReg\": " << Json(s.URLReg()) << ", \"SMTPaut\": " << (s.SMTPaut() ? "true" : "false")
-                  << "}";
-        } else {
-          ctx.out << ToUtf8(s.Key()) << "  " << ToUtf8(s.Name()) << "  smtp " << ToUtf8(s.SMTPserver()) << ":"
-                  << s.SMTPport() << (s.SMTPaut() ? " auth" : " no auth") << "  pop " << ToUtf8(s.POPserver()) << ":"
-                  << s.POPport() << "  " << ToUtf8(s.URLReg()) << "\n";
-        }
+    for (int32_t i = 1; i <= servers.Count(); ++i) {
+      transport::KnownServer& s = *servers.Item(i);
+      // As the options window does before it shows a provider.
+      if (!s.IsConfigured()) s.SetDefaultParams();
+      if (json) {
+        rows.push_back(json::object{{"Key", JsonText(s.Key())},
+                                    {"Name", JsonText(s.Name())},
+                                    {"POPserver", JsonText(s.POPserver())},
+                                    {"POPport", s.POPport()},
+                                    {"SMTPserver", JsonText(s.SMTPserver())},
+                                    {"SMTPport", s.SMTPport()},
+                                    {"URLReg", JsonText(s.URLReg())},
+                                    {"SMTPaut", s.SMTPaut()}});
+      } else {
+        ctx.out << ToUtf8(s.Key()) << "  " << ToUtf8(s.Name()) << "  smtp " << ToUtf8(s.SMTPserver()) << ":"
+                << s.SMTPport() << (s.SMTPaut() ? " auth" : " no auth") << "  pop " << ToUtf8(s.POPserver()) << ":"
+                << s.POPport() << "  " << ToUtf8(s.URLReg()) << "\n";
       }
-      if (json) ctx.out << "\n]\n";
-      return 0;
     }
-    if ((pos[0] != "set" && pos[0] != "reset") || pos.size() != 2)
-      return UsageError(ctx, "servers needs list, set KEY or reset KEY");
-    transport::KnownServer* s = servers.Item(FromUtf8(pos[1]));
-    if (!s) return Fail(ctx, "no known provider '" + pos[1] + "' (see ravelin servers list)");
-    if (pos[0] == "reset") {
+  } catch (const Error& e) {
+    return Fail(ctx, ToUtf8(e.Description()));
+  }
+  if (json) PrintRows(ctx.out, rows);
+  return 0;
+}
+
+int ServersEdit(Context& ctx, const Args& args, bool reset) {
+  const auto& pos = args.Positional();
+  if (pos.size() != 1) return UsageError(ctx, std::string("servers ") + (reset ? "reset" : "set") + " needs one KEY");
+  transport::KnownServers servers;
+  transport::KnownServer* s = servers.Item(FromUtf8(pos[0]));
+  if (!s) return Fail(ctx, "no known provider '" + pos[0] + "' (see ravelin servers list)");
+  try {
+    if (reset) {
       s->SetDefaultParams();
       ctx.out << ToUtf8(s->Key()) << " reset\n";
       return 0;
@@ -540,10 +493,7 @@ struct FlagToolbar : transport::ConnectionToolbar {
   void SetButtonImage(const std::u16string&, const std::u16string& v) override { image = v; }
 };
 
-int RunConnection(Context& ctx) {
-  Args args(ctx.args);
-  args.Flag("--toggle").Flag("--json");
-  if (auto e = args.Parse(); !e.empty()) return UsageError(ctx, e);
+int RunConnection(Context& ctx, const Args& args) {
   if (!args.Positional().empty()) return UsageError(ctx, "connection takes no argument");
   FlagToolbar bar;
   ctx.mail.GetConnectionStatus(bar);
@@ -551,34 +501,81 @@ int RunConnection(Context& ctx) {
   // The button offers "Connect" while offline.
   const bool online = bar.image == u"Disconnect";
   if (args.Has("--json"))
-    ctx.out << "{\"online\": " << (online ? "true" : "false") << "}\n";
+    ctx.out << OneLine(json::object{{"online", online}}) << "\n";
   else
     ctx.out << (online ? "online" : "offline") << "\n";
   return 0;
 }
 
-const CommandRegistrar kAccount{
-    {"account",
-     "account add EMAIL [--smtp HOST] [--smtp-port N] [--auth | --no-auth] [--pop HOST] [--pop-port N] | "
-     "account set EMAIL [same options] [--password-stdin] | account list [--json] | account delete EMAIL",
-     "adds, changes, lists or removes a mail account", true, RunAccount}};
-const CommandRegistrar kSend{{"send", "send KEY... [--status] [--json]",
-                              "sends stored letters through their sender's account and files them in Sent", true,
-                              RunSend}};
-const CommandRegistrar kSmtp{
-    {"smtp",
-     "smtp send --server H [--port P] [--auth --user U --password-stdin] --from F --to T [--subject S] "
-     "[--text X | --text-file F] [--attach FILE]... [--count N] [--timeout S] [--status] [--json]",
-     "sends a letter (or N) in one SMTP session", false, RunSmtp}};
-const CommandRegistrar kPassword{{"password", "password code TEXT [--method M] | password decode TEXT [--method M]",
-                                  "codes or decodes a password as accounts store it", false, RunPassword}};
-const CommandRegistrar kServers{
-    {"servers",
-     "servers list [--json] | servers set KEY [--name N] [--smtp H] [--smtp-port N] [--pop H] [--pop-port N] "
-     "[--url U] [--auth | --no-auth] | servers reset KEY",
-     "shows or changes the known mail providers", false, RunServers}};
-const CommandRegistrar kConnection{{"connection", "connection [--toggle] [--json]",
-                                    "says whether Ravelin works online; --toggle switches", false, RunConnection}};
+const OptionSpec kJsonOut{"--json", "", "print JSON (see README.md, \"JSON output\")"};
+const std::vector<OptionSpec> kAccountServer = {
+    {"--smtp", "HOST", "the SMTP server"},
+    {"--smtp-port", "N", "its port (25 by default)"},
+    {"--auth", "", "log in to the SMTP server (AUTH)"},
+    {"--no-auth", "", "send without logging in"},
+    {"--pop", "HOST", "the POP3 server"},
+    {"--pop-port", "N", "its port (110 by default)"},
+};
+std::vector<OptionSpec> With(std::vector<OptionSpec> a, const std::vector<OptionSpec>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+const CommandRegistrar accountAdd({"account add", {"EMAIL"}, kAccountServer,
+                                   "add a mail account (a known provider fills in its servers)", true,
+                                   [](Context& c, const Args& a) { return AccountEdit(c, a, "add"); }});
+const CommandRegistrar accountSet(
+    {"account set", {"EMAIL"},
+     With(kAccountServer, {{"--password-stdin", "", "the password from the first line of standard input"}}),
+     "change a mail account", true, [](Context& c, const Args& a) { return AccountEdit(c, a, "set"); }});
+const CommandRegistrar accountList({"account list", {}, {kJsonOut}, "list the mail accounts", true, AccountList});
+const CommandRegistrar accountDelete({"account delete", {"EMAIL"}, {}, "remove a mail account", true,
+                                      [](Context& c, const Args& a) { return AccountEdit(c, a, "delete"); }});
+const CommandRegistrar sendCmd({"send",
+                                {"KEY..."},
+                                {{"--status", "", "print each step of the conversation on stderr"}, kJsonOut},
+                                "send stored letters through their sender's account and file them in Sent",
+                                true,
+                                RunSend});
+const CommandRegistrar smtpSend(
+    {"smtp send",
+     {},
+     {{"--server", "H", "the SMTP server"},
+      {"--port", "P", "its port (25)"},
+      {"--auth", "", "log in (needs --user and --password-stdin)"},
+      {"--user", "U", "the login"},
+      {"--password-stdin", "", "the password from the first line of standard input"},
+      {"--from", "F", "the sender"},
+      {"--to", "T", "the recipients, separated by commas"},
+      {"--subject", "S", "the subject"},
+      {"--text", "X", "the text"},
+      {"--text-file", "F", "the text from a UTF-8 file"},
+      {"--attach", "FILE", "a file to attach", true},
+      {"--count", "N", "send the letter N times in one session"},
+      {"--timeout", "S", "seconds to wait for each reply (0: for ever)"},
+      {"--status", "", "print each step of the conversation on stderr"},
+      kJsonOut},
+     "send a letter in one SMTP session",
+     false,
+     RunSmtp,
+     "--server H [--port P] [--auth --user U --password-stdin] --from F --to T [--subject S] "
+     "[--text X | --text-file F] [--attach FILE]... [--count N] [--timeout S] [--status] [--json]"});
+const CommandRegistrar passwordCode({"password code", {"TEXT"}, {{"--method", "M", "0, 1, 2, 4 or 6 (the default)"}},
+                                     "code a password as accounts store it", false,
+                                     [](Context& c, const Args& a) { return RunPassword(c, a, true); }});
+const CommandRegistrar passwordDecode({"password decode", {"TEXT"}, {{"--method", "M", "0, 1, 2, 4 or 6 (the default)"}},
+                                       "decode a stored password", false,
+                                       [](Context& c, const Args& a) { return RunPassword(c, a, false); }});
+const CommandRegistrar serversList({"servers list", {}, {kJsonOut}, "list the known mail providers", false,
+                                    ServersList});
+const CommandRegistrar serversSet(
+    {"servers set", {"KEY"},
+     With(kAccountServer, {{"--name", "N", "the display name"}, {"--url", "U", "the sign-up address"}}),
+     "change a known mail provider", false, [](Context& c, const Args& a) { return ServersEdit(c, a, false); }});
+const CommandRegistrar serversReset({"servers reset", {"KEY"}, {}, "put a known provider's presets back", false,
+                                     [](Context& c, const Args& a) { return ServersEdit(c, a, true); }});
+const CommandRegistrar connectionCmd({"connection", {}, {{"--toggle", "", "switch between online and offline"}, kJsonOut},
+                                      "say whether Ravelin works online", false, RunConnection});
 
 }  // namespace
 }  // namespace ravelin::cli

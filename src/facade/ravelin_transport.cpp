@@ -1,7 +1,7 @@
 // The SMTP members of the façade: each runs the transport's client on this instance's
 // m_State, rqStat and session, so two windows sending at once keep apart.
 #include "facade/ravelin.h"
-#include "platform/module1.h"
+#include "platform/funnel.h"
 #include "transport/smtp_client.h"
 
 namespace ravelin {

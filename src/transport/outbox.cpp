@@ -9,6 +9,7 @@
 #include "runtime/text.h"
 #include "runtime/value.h"
 #include "runtime/vbstring.h"
+#include "store/add_letter.h"
 #include "store/record_sources.h"
 #include "transport/accounts.h"
 
@@ -181,7 +182,11 @@ std::optional<mailHeader> LoadStoredLetter(int32_t key, std::u16string* folder) 
   return out;
 }
 
-bool FileAsSent(int32_t key) {
+bool FileAsSent(int32_t key) { return MoveToFolder(key, Sent); }
+
+bool MoveToFolder(int32_t key, int32_t folder) {
+  const std::u16string name = store::MailFolderName(folder);
+  if (name.empty()) RaiseError(errnum::kInvalidProcedureCall, u"No mail folder number " + NumberText(folder));
   Db db = OpenStore();
   Rs rs = db->OpenRecordset(u"Letters", dao::dbOpenDynaset);
   bool found = false;
@@ -190,7 +195,7 @@ bool FileAsSent(int32_t key) {
     rs->FindFirst(u"key=" + NumberText(key));
     if (!rs->NoMatch()) {
       rs->Edit();
-      rs->SetField(u"MailFolder", Value(u"Sent"));
+      rs->SetField(u"MailFolder", Value(name));
       rs->Update();
       found = true;
     }

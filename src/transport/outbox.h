@@ -53,5 +53,7 @@ std::optional<SendingAccount> FindSendingAccount(const std::u16string& from);
 std::optional<mailHeader> LoadStoredLetter(int32_t key, std::u16string* folder = nullptr);
 // Moves the letter to "Sent"; false when its row is gone.
 bool FileAsSent(int32_t key);
+// Moves the letter to a mail folder (MailFolders 0..4); false when its row is gone.
+bool MoveToFolder(int32_t key, int32_t folder);
 
 }  // namespace ravelin::transport

@@ -5,6 +5,7 @@
 #include "formats/codecs.h"
 #include "formats/message_builder.h"
 #include "platform/event_loop.h"
+#include "platform/funnel.h"
 #include "platform/interaction.h"
 #include "platform/module1.h"
 #include "platform/uniini.h"
@@ -290,7 +291,7 @@ bool SmtpClient::SendLetter(const mailHeader& mheader, Socket& Winsock1, StatusP
     Show(Panel1, Mui(u"Ravelin.SendLetter", u"txt4", u"Sending a letter has been successfully completed"));
     return true;
   } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.SendLetter");
+    funnel::Report(ErrObject::FromCurrentException(), u"Ravelin.SendLetter");
     rq_ = ErrRq;
     Winsock1.Close();
     return false;
@@ -310,7 +311,7 @@ void SmtpClient::SMTPDisconnect(Socket& Winsock1, StatusPanel* Panel1, const std
       Show(Panel1, module1::GetMUIStringF(u"Ravelin.SMTPDisconnect", u"txt2", u"Session with the server %1 completed",
                                           {SMTPserver}));
   } catch (...) {
-    module1::ReportFailure(ErrObject::FromCurrentException(), u"Ravelin.SMTPDisconnect");
+    funnel::Report(ErrObject::FromCurrentException(), u"Ravelin.SMTPDisconnect");
   }
 }
 

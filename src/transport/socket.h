@@ -28,12 +28,12 @@ enum SocketState : int32_t {
 // Error numbers the control raises (as thrown Error and in the Error event).
 namespace sockerr {
 inline constexpr int32_t kWrongState = 40006;     // SendData / GetData while not connected
-inline constexpr int32_t kInvalidArgument = 40020;
+inline constexpr int32_t kInvalidArgument = 40014;
 inline constexpr int32_t kHostNotFound = 11001;
 inline constexpr int32_t kConnectionRefused = 10061;
 inline constexpr int32_t kConnectionReset = 10054;
 inline constexpr int32_t kTimedOut = 10060;
-inline constexpr int32_t kTlsFailed = 10080;      // handshake or certificate refused
+inline constexpr int32_t kTlsFailed = 40080;       // handshake or certificate refused
 }  // namespace sockerr
 
 // The events a host forwards. Each is optional; none fires after Close().
