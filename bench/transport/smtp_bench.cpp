@@ -236,7 +236,7 @@ void BM_Attachment25MiB(benchmark::State& state) {
   std::mt19937 rng(7);
   file.fData.resize(25u << 20);
   for (auto& c : file.fData) c = static_cast<char16_t>(rng() & 0xFF);
-  letter.attFiles.push_back(file);
+  letter.attFiles.push_back(std::move(file));
   for (auto _ : state) {
     Ravelin mail;
     TcpSocket sock;

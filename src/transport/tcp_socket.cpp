@@ -202,7 +202,12 @@ void TcpSocket::Connect(const std::u16string& host, int32_t port) {
 void TcpSocket::SendData(std::u16string_view byteText) {
   if (state_ != sckConnected || !conn_)
     RaiseError(sockerr::kWrongState, u"Wrong protocol or connection state for the requested transaction or request");
-  conn_->out += ByteTextToBytes(byteText);
+  std::string octets = ByteTextToBytes(byteText);
+  // A large body is queued without a second copy.
+  if (conn_->out.empty())
+    conn_->out = std::move(octets);
+  else
+    conn_->out += octets;
   conn_->PostFlush();
 }
 
