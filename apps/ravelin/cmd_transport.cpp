@@ -76,6 +76,11 @@ struct Panel : transport::StatusPanel {
   std::u16string last;
 };
 
+// A server that went quiet is said in words even without --status.
+void SayTimeout(Context& ctx, const Panel& panel) {
+  if (ctx.mail.SmtpSessionOptions().timedOut && !panel.print) ctx.err << "ravelin: " << ToUtf8(panel.last) << "\n";
+}
+
 // What the compose window is to a send: it owns the socket, forwards its events, and
 // turns Ctrl-C into the Stop button.
 class Sender {
@@ -243,6 +248,7 @@ SendResult SendStored(Context& ctx, int32_t key, Panel& panel, bool& stopped) {
                                          account->auth, account->user, password);
   stopped = sender.stopped();
   if (!ok) {
+    SayTimeout(ctx, panel);
     r.message = LetterText(u"msg8", u"Letter was not sent");
     return r;
   }
@@ -400,6 +406,7 @@ int RunSmtp(Context& ctx, const Args& args) {
   } else if (sent == count) {
     ctx.out << (count == 1 ? std::string("the letter was sent") : std::to_string(sent) + " letters were sent") << "\n";
   } else {
+    SayTimeout(ctx, panel);
     ctx.err << "ravelin: " << sent << " of " << count << " letters sent\n";
   }
   return sent == count ? 0 : 1;

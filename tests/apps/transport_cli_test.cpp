@@ -150,6 +150,18 @@ TEST_F(TransportCliTest, OneSessionForSeveralLettersAndWhatFailureLooksLike) {
   EXPECT_NE(dead.err.find("ravelin: Connection refused"), std::string::npos) << dead.err;
 
   EXPECT_EQ(R({"smtp", "send", "--server", "h", "--port", "70000", "--from", "a", "--to", "b"}).code, 2);
+
+  // A server that never answers, with a time-out of one second.
+  int quiet = socket(AF_INET, SOCK_STREAM, 0);
+  a.sin_port = 0;
+  bind(quiet, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  listen(quiet, 1);
+  getsockname(quiet, reinterpret_cast<sockaddr*>(&a), &len);
+  const Outcome silent = R({"smtp", "send", "--server", "127.0.0.1", "--port", std::to_string(ntohs(a.sin_port)),
+                            "--timeout", "1", "--from", "a@example.org", "--to", "b@example.org"});
+  close(quiet);
+  EXPECT_EQ(silent.code, 1);
+  EXPECT_NE(silent.err.find("ravelin: The server did not answer within 1 seconds\n"), std::string::npos) << silent.err;
 }
 
 TEST_F(TransportCliTest, CtrlCStopsASendThatWaits) {

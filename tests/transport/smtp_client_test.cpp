@@ -391,6 +391,16 @@ TEST_F(SmtpClientTest, FailureTableRows) {
   EXPECT_EQ(panel.texts, std::vector<std::u16string>{u"Sending the QUIT command"});
 }
 
+TEST_F(SmtpClientTest, AReplyBeyondTheLimitIsARefusal) {
+  sock.replies["EHLO"] = {std::string(5u << 20, 'x')};  // 5 MiB and no line end
+  EXPECT_FALSE(SendOne());
+  EXPECT_EQ(sock.State(), sckClosed);
+  ASSERT_EQ(user().shown.size(), 1u);
+  EXPECT_EQ(user().shown[0].text.rfind(u"SMTP Error: xxx", 0), 0u);
+  EXPECT_NE(user().shown[0].text.find(u"(reply too long)"), std::u16string::npos);
+  EXPECT_LT(user().shown[0].text.size(), 300u);
+}
+
 TEST_F(SmtpClientTest, ASilentServerTimesOutWithTheSettingAndTheSocketCloses) {
   ASSERT_TRUE(WriteIniString(u"SMTP", u"Timeout", u"1", module1::GetIniPath()));
   sock.replies["MAIL"] = {};
