@@ -13,6 +13,8 @@ set(ravelin_public_headers
   platform/language.h platform/module1.h
   runtime/dates.h runtime/errors.h runtime/text.h runtime/types.h runtime/value.h runtime/vbstring.h
   store/compaction_progress.h store/data_cursor.h store/delete_restore.h store/eml_export.h store/letters.h
+  transport/accounts.h transport/outbox.h transport/smtp_client.h transport/smtp_reply.h transport/socket.h
+  transport/tcp_socket.h
   windows/frm_compress.h)
 foreach(header ${ravelin_public_headers})
   get_filename_component(dir ${header} DIRECTORY)

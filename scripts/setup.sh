@@ -8,6 +8,7 @@ packages=(
   libsqlite3-dev libicu-dev libssl-dev libboost1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  python3-aiosmtpd
 )
 # Only for comparison benchmarks against a peer implementation.
 bench_packages=(libgmime-3.0-dev)

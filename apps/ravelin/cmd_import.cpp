@@ -22,6 +22,7 @@
 #include "store/mailbox.h"
 #include "store/record_sources.h"
 #include "store_access.h"
+#include "transport/outbox.h"
 
 namespace ravelin::cli {
 namespace {
@@ -31,6 +32,7 @@ struct ImportOptions {
   bool archive = false;
   bool projectFromFolder = false;
   int32_t pack = 0;
+  int32_t folder = -1;  // -1: worked out from the accounts
   bool json = false;
 };
 
@@ -76,6 +78,11 @@ std::optional<ImportOptions> ReadImportOptions(Context& ctx, const Args& args) {
   if (o.archive && Trim(o.project).empty() && !o.projectFromFolder)
     return refuse("--archive needs --project or --project-from-folder");
   if (HoldsQuote(o.project)) return refuse("a project name can't hold a double quote (\")");
+  if (auto f = args.Get("--folder")) {
+    for (int32_t k = Inbox; k <= Recycle; ++k)
+      if (TextEquals(store::MailFolderName(k), FromUtf8(*f))) o.folder = k;
+    if (o.folder < 0) return refuse("--folder needs Inbox, Outbox, Sent, Rough copies or Recycle");
+  }
   o.json = args.Has("--json");
   return o;
 }
@@ -235,6 +242,7 @@ void StoreText(ImportItem& it, std::u16string text, const std::u16string& projec
     return store::AddLetterFromText(std::move(text), project, o.archive, o.pack, &it.folder, read);
   });
   if (it.key == 0) it.error = LastReport(before);
+  if (it.key != 0 && o.folder >= 0 && transport::MoveToFolder(it.key, o.folder)) it.folder = o.folder;
 }
 
 void ImportEml(ImportItem& it, const ImportOptions& o, BatchedTransaction& batch) {
@@ -246,6 +254,8 @@ void ImportEml(ImportItem& it, const ImportOptions& o, BatchedTransaction& batch
   it.key = Protected(u"Ravelin.AddLetterFromEML", int32_t{0},
                      [&] { return store::AddLetterFromEML(path, o.project, o.archive, o.pack, &it.folder); });
   if (it.key == 0) it.error = LastReport(before);
+  // A named folder overrides the one the accounts gave.
+  if (it.key != 0 && o.folder >= 0 && transport::MoveToFolder(it.key, o.folder)) it.folder = o.folder;
 }
 
 // "box.mbox: letter 3 (line 120)", or the file's path.
@@ -409,11 +419,13 @@ const CommandRegistrar importCmd({"import",
                                     "link an mbox's or a Maildir's letters to the project of its name (below P)"},
                                    {"--archive", "", "link them to the projects' archive side"},
                                    {"--pack", "N", "put the letters in pack N (which must exist)"},
+                                   {"--folder", "NAME", "store them in this folder (Outbox: to send later)"},
                                    {"--json", "", "print one JSON object per letter; the summary goes to stderr"}},
                                   "store .eml files, mbox files, Maildir folders and folders of them",
                                   true,
                                   Import,
-                                  "PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--json]"});
+                                  "PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--folder NAME] "
+                                  "[--json]"});
 
 }  // namespace
 }  // namespace ravelin::cli

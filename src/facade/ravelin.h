@@ -16,6 +16,7 @@
 #include "runtime/errors.h"
 #include "runtime/types.h"
 #include "runtime/value.h"
+#include "transport/smtp_client.h"
 
 namespace ravelin {
 
@@ -30,10 +31,6 @@ class RavelinEvents {
 class Ravelin {
  public:
   Ravelin() = default;  // does no work
-
-  // The SMTP conversation's state and the result of its last request.
-  WinsockStates m_State = MAIL_CONNECT;
-  RequestStat rqStat = Wait;
 
   // ---- Location and database life ----
   std::u16string AppPath() const;
@@ -159,11 +156,43 @@ class Ravelin {
   std::u16string CreateStrField(const std::u16string& FieldName, const std::u16string& Value);
   std::u16string GetUnicodeHTMLString(const std::u16string& s);
 
+  // ---- SMTP client (src/facade/ravelin_transport.cpp over transport/smtp_client.h) ----
+  // The conversation's state and the result of its last request. The window that owns
+  // the socket forwards its events: DataArrival to Winsock_DataArrival, Close as
+  // rqStat = ErrRq. Setting rqStat to ErrRq (and closing the socket) stops a send.
+  WinsockStates m_State = MAIL_CONNECT;
+  RequestStat rqStat = Wait;
+  // Connects, sends EHLO (strHello, "Peakhost" when empty, written back) and with isAuth
+  // logs in; true when every step was accepted. A refused step shows the server's reply;
+  // an unexpected failure shows "Unable to connect to the server!".
+  bool SMTPConnect(const std::u16string& SMTPserver, int32_t SMTPport, transport::Socket& Winsock1,
+                   transport::StatusPanel* Panel1 = nullptr, bool isAuth = false, const std::u16string& User = {},
+                   const std::u16string& Password = {}, std::u16string* strHello = nullptr);
+  // One letter over the connected session; true when the server took it.
+  bool SendLetter(const struct mailHeader& mheader, transport::Socket& Winsock1,
+                  transport::StatusPanel* Panel1 = nullptr);
+  // Connect, send and disconnect; true when the letter went.
+  bool SendOneLetter(const struct mailHeader& mheader, const std::u16string& SMTPserver, int32_t SMTPport,
+                     transport::Socket& Winsock1, transport::StatusPanel* Panel1 = nullptr, bool isAuth = false,
+                     const std::u16string& User = {}, const std::u16string& Password = {});
+  // QUIT and close (nothing when the socket is closed); Null.
+  Value SMTPDisconnect(transport::Socket& Winsock1, transport::StatusPanel* Panel1 = nullptr,
+                       const std::u16string& SMTPserver = {});
+  void Winsock_DataArrival(int32_t bytesTotal, transport::Socket& Winsock1);
+  // Blocks on the event loop until rqStat leaves Wait, at most "[SMTP] Timeout" seconds
+  // (60; 0 waits for ever), then ErrRq.
+  void WaitRq();
+  void GetConnectionStatus(transport::ConnectionToolbar& Toolbar1);
+  void SetConnectionStatus(transport::ConnectionToolbar& Toolbar1);
+  // This instance's conversation: reply reading, time-out, the server's settings.
+  transport::SmtpSession& SmtpSessionOptions() { return smtp_; }
+
   // ---- Further families are declared by their subsystems below ----
 
  private:
   bool stop_ = false;
   std::vector<std::weak_ptr<RavelinEvents>> sinks_;
+  transport::SmtpSession smtp_;
 };
 
 namespace module1 {

@@ -75,6 +75,14 @@ constexpr ErrorInfo kTable[] = {
     {3421, u"Data type conversion error."},
     {3464, u"Data type mismatch in criteria expression."},
     {3800, u"The name is not an index in this table."},
+    // The socket control's.
+    {10054, u"The connection is reset by remote side"},
+    {10060, u"The attempt to connect timed out"},
+    {10061, u"The attempt to connect is forcefully rejected"},
+    {11001, u"Authoritative answer: Host not found"},
+    {40006, u"Wrong protocol or connection state for the requested transaction or request"},
+    {40014, u"The argument passed to a function was not in the correct format or in the specified range"},
+    {40080, u"The secure connection could not be set up"},
 };
 
 }  // namespace

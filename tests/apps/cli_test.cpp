@@ -293,7 +293,8 @@ TEST_F(Cli, DescribesEachCommandFromItsTable) {
   EXPECT_EQ(Do({"show", "--", "--help"}).code, 2);
   const Outcome all = Do({"--help"});
   EXPECT_EQ(Do({"help"}).out, all.out);
-  EXPECT_NE(all.out.find("\n  import PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--json]\n"),
+  EXPECT_NE(all.out.find("\n  import PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--folder NAME] "
+                         "[--json]\n"),
             std::string::npos);
 }
 

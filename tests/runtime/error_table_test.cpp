@@ -57,6 +57,9 @@ TEST(ErrorTable, EveryNamedNumberIsInTheTable) {
   ASSERT_GT(named.size(), 10u);
   ASSERT_GT(engine.size(), 20u);
   named.insert(named.end(), engine.begin(), engine.end());
+  const auto socket = Constants(src / "transport/socket.h", "sockerr");
+  ASSERT_GT(socket.size(), 5u);
+  named.insert(named.end(), socket.begin(), socket.end());
   for (const auto& [name, number] : named) EXPECT_NE(FindError(number), nullptr) << name << " = " << number;
 }
 
