@@ -21,6 +21,7 @@
 #include "runtime/value.h"
 #include "runtime/vbstring.h"
 #include "store/compaction_progress.h"
+#include "store/list_indexes.h"
 #include "store/schema.h"
 
 namespace ravelin::store {
@@ -65,6 +66,10 @@ class Upgrade {
     UpgradeMailFolders();
     UpgradeTable(u"Rules");
     DefineStoredQueries();
+    // The lists' own indexes; the store is whole without them, so a file that can't take
+    // them now (read-only, full) still opens and gets them at a later start.
+    ResumeNext rn;
+    rn([&] { EnsureListIndexes(*db_); });
   }
 
  private:

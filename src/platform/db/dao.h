@@ -555,6 +555,21 @@ class Database : public std::enable_shared_from_this<Database> {
   void Execute(std::u16string_view sql, int32_t options = 0);
   int32_t RecordsAffected() const { return recordsAffected_; }
 
+  // Indexes the engine keeps for its own statements (support_indexes.cpp): made when
+  // missing, named by their table and fields, never part of a table's Indexes collection.
+  // Text fields are keyed in the engine's text collation, as the columns compare, so the
+  // planner can use them. Returns whether the index was made now. 3265 for an unknown
+  // table or field.
+  bool EnsureSupportIndex(std::u16string_view table, const std::vector<std::u16string>& fields);
+  // Drops every index of that kind; the statements give the same rows without them.
+  void DropSupportIndexes();
+  // How SQLite will run a statement of the dialect: one line per step of its plan
+  // ("SCAN Letters", "SEARCH PackItems USING INDEX ...", "USE TEMP B-TREE FOR ORDER BY").
+  std::vector<std::string> QueryPlan(std::u16string_view source);
+  // The number of rows a select statement gives, counted by the engine without a cursor
+  // walking them (what MoveLast and RecordCount of a new dynaset would say).
+  int32_t CountRecords(std::u16string_view source);
+
   void Close();
   bool IsOpen() const { return conn_ != nullptr; }
 

@@ -181,6 +181,9 @@ std::shared_ptr<Recordset> MakeRecordset(std::shared_ptr<Connection> conn, std::
 // A table definition describing a stored table.
 std::shared_ptr<TableDef> LoadTableDef(const std::shared_ptr<Connection>& conn, const TableMeta& meta);
 
+// Drops the engine's own indexes that key on a field of a table (before the field goes).
+void DropSupportIndexesOn(Connection& conn, const std::u16string& table, std::u16string_view field);
+
 // Registers the text collation and the dialect's functions on a connection.
 void RegisterFunctions(sqlite3* db);
 

@@ -369,6 +369,7 @@ void TableDef::Bind(const std::shared_ptr<Connection>& conn) {
         BindValue(d, 2, Value(ix.name));
         c->StepWrite(d);
       }
+      DropSupportIndexesOn(*c, copy.name, name);
       c->Exec("ALTER TABLE " + sql::QuoteName(copy.name) + " DROP COLUMN " + sql::QuoteName(name));
       sqlite3_stmt* d = c->Cached("DELETE FROM ravelin_fields WHERE tbl=?1 AND fld=?2");
       BindValue(d, 1, Value(copy.name));
