@@ -213,7 +213,7 @@ TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {
     EXPECT_EQ(r.code, 0) << r.err;
     return r.out;
   };
-  EXPECT_EQ(complete("ravelin li"), "list\n");
+  EXPECT_EQ(complete("ravelin li"), "link list\n");
   EXPECT_EQ(complete("ravelin --home /tmp/x d"), "date decode-header delete\n");
   EXPECT_EQ(complete("ravelin list --fo"), "--folder\n");
   EXPECT_EQ(complete("ravelin show 3 --"), "--help --json\n");
