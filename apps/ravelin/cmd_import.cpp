@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "platform/module1.h"
 #include "json_output.h"
+#include "packs/rules.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "runtime/errors.h"
@@ -28,6 +29,7 @@ struct ImportOptions {
   bool archive = false;
   int32_t pack = 0;
   bool json = false;
+  bool applyRules = false;
 };
 
 struct ImportItem {
@@ -54,6 +56,7 @@ std::optional<ImportOptions> ReadImportOptions(Context& ctx, const Args& args) {
   }
   if (o.archive && Trim(o.project).empty()) return refuse("--archive needs --project");
   o.json = args.Has("--json");
+  o.applyRules = args.Has("--apply-rules");
   return o;
 }
 
@@ -231,11 +234,28 @@ size_t PrintSummary(std::ostream& out, const std::vector<ImportItem>& items) {
   return failed;
 }
 
+// Runs the enabled rules over the letters just stored; "filed N letters by rules" on
+// stderr. False after a message when the rules could not be run.
+bool FileByRules(Context& ctx, const std::vector<ImportItem>& items) {
+  std::vector<int32_t> keys;
+  for (const ImportItem& it : items)
+    if (it.error.empty() && it.key > 0) keys.push_back(it.key);
+  try {
+    const auto matches = packs::ApplyRules(u"", false, &keys);
+    ctx.err << "filed " << matches.size() << " letter" << (matches.size() == 1 ? "" : "s") << " by rules\n";
+  } catch (const Error& e) {
+    ctx.err << "ravelin: the rules could not be applied: " << ToUtf8(e.Description()) << "\n";
+    return false;
+  }
+  return true;
+}
+
 int Import(Context& ctx, const Args& args) {
   const auto options = ReadImportOptions(ctx, args);
   if (!options) return 2;
   std::vector<ImportItem> items = CollectFiles(args.Positional());
   if (!ImportAll(ctx, items, *options)) return 1;
+  if (options->applyRules && !FileByRules(ctx, items)) return 1;
   if (options->json) PrintImportJson(ctx.out, items);
   // With --json the summary goes to stderr, beside the messages.
   return PrintSummary(options->json ? ctx.err : ctx.out, items) ? 1 : 0;
@@ -246,11 +266,12 @@ const CommandRegistrar importCmd({"import",
                                   {{"--project", "P", "link the letters to project P"},
                                    {"--archive", "", "link them to P's archive (needs --project)"},
                                    {"--pack", "N", "put the letters in pack N"},
+                                   {"--apply-rules", "", "file the new letters by the enabled rules"},
                                    {"--json", "", "print one JSON object per file; the summary goes to stderr"}},
                                   "store .eml files and folders of them",
                                   true,
                                   Import,
-                                  "PATH... [--project P [--archive]] [--pack N] [--json]"});
+                                  "PATH... [--project P [--archive]] [--pack N] [--apply-rules] [--json]"});
 
 }  // namespace
 }  // namespace ravelin::cli

@@ -202,7 +202,7 @@ TEST_F(Cli, DescribesEachCommandFromItsTable) {
   EXPECT_EQ(Do({"show", "--", "--help"}).code, 2);
   const Outcome all = Do({"--help"});
   EXPECT_EQ(Do({"help"}).out, all.out);
-  EXPECT_NE(all.out.find("\n  import PATH... [--project P [--archive]] [--pack N] [--json]\n"), std::string::npos);
+  EXPECT_NE(all.out.find("\n  import PATH... [--project P [--archive]] [--pack N] [--apply-rules] [--json]\n"), std::string::npos);
 }
 
 TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {

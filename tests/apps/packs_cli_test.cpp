@@ -139,6 +139,14 @@ TEST_F(PacksCliTest, RulesFileLettersAndTheirJson) {
   EXPECT_EQ(r.out, "Select * from Rules WHERE (((Rules.Action)=1) AND ((Rules.[Pack_N])=5));\n");
   EXPECT_EQ(Run({"rule", "sql", "--action", "3", "--param", "5"}).code, 2);
   EXPECT_EQ(Run({"rule", "delete", "9"}).code, 1);
+
+  // Imported letters are filed as they arrive.
+  ASSERT_EQ(Run({"rule", "add", "--folder", "Lunches", "--subject", "lunch"}).code, 0);
+  std::ofstream(tmp_.path() / "new.eml") << "From: Bob <bob@x.org>\r\nTo: me@home.org\r\nSubject: Lunch again\r\n\r\nb\r\n";
+  r = Run({"import", "--apply-rules", (tmp_.path() / "new.eml").string()});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_NE(r.err.find("filed 1 letter by rules"), std::string::npos) << r.err;
+  EXPECT_NE(Run({"link", "list", "4"}).out.find("Projects\\Lunches"), std::string::npos);
 }
 
 }  // namespace
