@@ -2,10 +2,14 @@
 #include "packs/rules.h"
 
 #include <algorithm>
+#include <set>
+#include <tuple>
 
 #include "formats/datetime.h"
 #include "formats/mime_parser.h"
+#include "packs/project_tree.h"
 #include "packs/projects.h"
+#include "platform/interaction.h"
 #include "platform/module1.h"
 #include "runtime/dates.h"
 #include "runtime/value.h"
@@ -312,6 +316,59 @@ std::vector<CompiledRule> EnabledRules(dao::Database& db) {
   return out;
 }
 
+// Files the matches as pCopyLetter does (the folder made first, no row when that fails,
+// nothing twice), reading the existing links once instead of once per letter.
+void FileMatches(const std::vector<RuleMatch>& matches) {
+  auto db = detail::OpenDb();
+  detail::CommittedTransaction keep;
+  std::set<std::pair<int32_t, int32_t>> inPack;  // (pack, letter)
+  std::set<std::tuple<int32_t, std::u16string, bool>> inFolder;  // (letter, folded project, side)
+  {
+    auto rs = db->OpenRecordset(u"Select Pack_N, Msg_N from PackItems", dao::dbOpenSnapshot);
+    for (; !rs->Eof(); rs->MoveNext())
+      inPack.insert({NullConvLng(rs->GetField(u"Pack_N")), NullConvLng(rs->GetField(u"Msg_N"))});
+    rs = db->OpenRecordset(u"Select [Obj ID], Project, InsArcPrj from Projects Where ObjType=0", dao::dbOpenSnapshot);
+    for (; !rs->Eof(); rs->MoveNext())
+      inFolder.insert({NullConvLng(rs->GetField(u"Obj ID")), FoldCase(NullConvStr(rs->GetField(u"Project"))),
+                       NullConvBool(rs->GetField(u"InsArcPrj"))});
+  }
+  auto items = db->OpenRecordset(u"PackItems", dao::dbOpenTable);
+  auto links = db->OpenRecordset(u"Projects", dao::dbOpenTable);
+  std::map<std::pair<std::u16string, bool>, std::optional<std::u16string>> made;  // folder -> spelling on disk
+  for (const RuleMatch& m : matches) {
+    detail::Step([&] {
+      if (m.action == intoPack) {
+        if (!inPack.insert({m.pack, m.msgN}).second) return;
+        items->AddNew();
+        items->SetField(u"Pack_N", Value(m.pack));
+        items->SetField(u"Msg_N", Value(m.msgN));
+        items->Update();
+        return;
+      }
+      auto [it, fresh] = made.try_emplace({FoldCase(m.folder), m.InsArcPrj});
+      if (fresh) {
+        std::u16string spelled = m.folder;
+        const std::u16string message = EnsureFolder(m.folder, m.InsArcPrj, &spelled);
+        if (message.empty())
+          it->second = spelled;
+        else
+          WideMsgBox(message, mb::kCritical);
+      }
+      if (!it->second) return;
+      if (!inFolder.insert({m.msgN, FoldCase(*it->second), m.InsArcPrj}).second) return;
+      links->AddNew();
+      links->SetField(u"Obj ID", Value(m.msgN));
+      links->SetField(u"ObjType", Value(int32_t{objLetter}));
+      links->SetField(u"Project", Value(*it->second));
+      links->SetField(u"InsArcPrj", Value(m.InsArcPrj));
+      links->Update();
+    });
+  }
+  items->Close();
+  links->Close();
+  db->Close();
+}
+
 }  // namespace
 
 std::vector<RuleMatch> ApplyRules(const std::u16string& mailFolder, bool dryRun, const std::vector<int32_t>* onlyKeys) {
@@ -346,15 +403,7 @@ std::vector<RuleMatch> ApplyRules(const std::u16string& mailFolder, bool dryRun,
     for (const LetterFacts& l : letters)
       if (SideHolds(r.sides[0], l, false) || SideHolds(r.sides[1], l, true))
         matches.push_back({r.N, l.key, r.action, r.pack, r.folder, r.arc});
-  if (!dryRun) {
-    detail::CommittedTransaction keep;
-    for (const RuleMatch& m : matches) {
-      if (m.action == intoPack)
-        pCopyLetter(m.msgN, u"", false, m.pack);
-      else
-        pCopyLetter(m.msgN, m.folder, m.InsArcPrj, 0);
-    }
-  }
+  if (!dryRun && !matches.empty()) FileMatches(matches);
   return matches;
 }
 
