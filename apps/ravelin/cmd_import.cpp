@@ -12,6 +12,7 @@
 #include "commands.h"
 #include "platform/module1.h"
 #include "json_output.h"
+#include "packs/rules.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "runtime/errors.h"
@@ -34,6 +35,7 @@ struct ImportOptions {
   int32_t pack = 0;
   int32_t folder = -1;  // -1: worked out from the accounts
   bool json = false;
+  bool applyRules = false;
 };
 
 // One letter of the run: an .eml file, or a letter of an mbox file or a Maildir folder.
@@ -84,6 +86,7 @@ std::optional<ImportOptions> ReadImportOptions(Context& ctx, const Args& args) {
     if (o.folder < 0) return refuse("--folder needs Inbox, Outbox, Sent, Rough copies or Recycle");
   }
   o.json = args.Has("--json");
+  o.applyRules = args.Has("--apply-rules");
   return o;
 }
 
@@ -400,6 +403,22 @@ size_t PrintSummary(std::ostream& out, const std::vector<ImportItem>& items) {
   return failed;
 }
 
+// Runs the enabled rules over the letters just stored; "filed N letters by rules" on
+// stderr. False after a message when the rules could not be run.
+bool FileByRules(Context& ctx, const std::vector<ImportItem>& items) {
+  std::vector<int32_t> keys;
+  for (const ImportItem& it : items)
+    if (it.error.empty() && it.key > 0) keys.push_back(it.key);
+  try {
+    const auto matches = packs::ApplyRules(u"", false, &keys);
+    ctx.err << "filed " << matches.size() << " letter" << (matches.size() == 1 ? "" : "s") << " by rules\n";
+  } catch (const Error& e) {
+    ctx.err << "ravelin: the rules could not be applied: " << ToUtf8(e.Description()) << "\n";
+    return false;
+  }
+  return true;
+}
+
 int Import(Context& ctx, const Args& args) {
   const auto options = ReadImportOptions(ctx, args);
   if (!options) return 2;
@@ -407,6 +426,7 @@ int Import(Context& ctx, const Args& args) {
   const std::vector<Source> sources = CollectSources(args.Positional());
   std::vector<ImportItem> items;
   if (!ImportAll(ctx, sources, items, *options)) return 1;
+  if (options->applyRules && !FileByRules(ctx, items)) return 1;
   if (options->json) PrintImportJson(ctx.out, items);
   // With --json the summary goes to stderr, beside the messages.
   return PrintSummary(options->json ? ctx.err : ctx.out, items) ? 1 : 0;
@@ -420,12 +440,13 @@ const CommandRegistrar importCmd({"import",
                                    {"--archive", "", "link them to the projects' archive side"},
                                    {"--pack", "N", "put the letters in pack N (which must exist)"},
                                    {"--folder", "NAME", "store them in this folder (Outbox: to send later)"},
+                                   {"--apply-rules", "", "file the new letters by the enabled rules"},
                                    {"--json", "", "print one JSON object per letter; the summary goes to stderr"}},
                                   "store .eml files, mbox files, Maildir folders and folders of them",
                                   true,
                                   Import,
                                   "PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--folder NAME] "
-                                  "[--json]"});
+                                  "[--apply-rules] [--json]"});
 
 }  // namespace
 }  // namespace ravelin::cli

@@ -51,6 +51,10 @@ void PrintHelp(std::ostream& out) {
          "Global options:\n"
          "  --home DIR   keep the settings and the mail database in DIR\n"
          "               (default: $RAVELIN_HOME, else $XDG_DATA_HOME/ravelin, else ~/.local/share/ravelin)\n"
+         "  --projects-root DIR, --archive-root DIR\n"
+         "               the project tree's live and archive roots for this run\n"
+         "               (default: the settings' [Projects] LiveRoot and ArchiveRoot, else Projects and Archive in\n"
+         "               the home)\n"
          "  --help       show this help\n"
          "  --version    show the version\n\n"
          "Commands:\n";

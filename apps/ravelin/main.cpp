@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "packs/project_tree.h"
 #include "facade/ravelin.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
@@ -38,7 +39,7 @@ bool AsksForHelp(const std::vector<std::string>& args) {
 
 int Main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
-  std::string home;
+  std::string home, projectsRoot, archiveRoot;
   size_t i = 0;
   for (; i < args.size(); ++i) {
     const std::string& a = args[i];
@@ -56,6 +57,12 @@ int Main(int argc, char** argv) {
       home = args[++i];
     } else if (a.rfind("--home=", 0) == 0) {
       home = a.substr(7);
+    } else if (a == "--projects-root" || a == "--archive-root") {
+      if (i + 1 >= args.size()) {
+        std::cerr << "ravelin: " << a << " needs a folder\n";
+        return 2;
+      }
+      (a == "--projects-root" ? projectsRoot : archiveRoot) = args[++i];
     } else if (a.rfind("-", 0) == 0) {
       std::cerr << "ravelin: unknown option " << a << " (see ravelin --help)\n";
       return 2;
@@ -96,6 +103,7 @@ int Main(int argc, char** argv) {
   auto host = std::make_shared<DefaultHostCommon>();
   if (!home.empty()) host->SetHome(FromUtf8(home));
   SetHostCommon(host);
+  packs::SetProjectRoots(FromUtf8(projectsRoot), FromUtf8(archiveRoot));
   InstallTerminalInteraction();
   InstallCompressWindow();
   Ravelin& mail = module1::SharedMail();

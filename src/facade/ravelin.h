@@ -20,6 +20,16 @@
 
 namespace ravelin {
 
+namespace dao {
+class Recordset;
+}  // namespace dao
+namespace packs {
+class ListView;
+class StatusBar;
+struct ListItem;
+struct RuleTab;
+}  // namespace packs
+
 // Progress and status events of long operations. A host implements what it needs.
 class RavelinEvents {
  public:
@@ -186,6 +196,67 @@ class Ravelin {
   void SetConnectionStatus(transport::ConnectionToolbar& Toolbar1);
   // This instance's conversation: reply reading, time-out, the server's settings.
   transport::SmtpSession& SmtpSessionOptions() { return smtp_; }
+
+  // ---- Packs, rules, projects and archive (src/facade/ravelin_packs.cpp) ----
+  // The views are packs/views.h's ListView and StatusBar, the cursors DataCursor, the
+  // rule tab packs/rules.h's RuleTab. Links to a project make its folder on disk first
+  // (packs/project_tree.h); a missing pack is told in a critical box.
+  std::u16string GetHarbourRoot(bool& InsArcPrj, std::u16string& CurProject);
+  void pCopyObj(int32_t Obj_ID, int32_t ObjType, const std::u16string& rProject = {}, bool InsArcPrj = false,
+                int32_t PackNumber = 0);
+  void pCopyPack(int32_t Pack_N, const std::u16string& rProject, bool InsArcPrj);
+  void pCopyLetter(int32_t msgN, const std::u16string& rProject = {}, bool InsArcPrj = false, int32_t PackNumber = 0);
+  void RemoveLetter(int32_t msgN, const std::u16string& fromFolder, bool fromInsArcPrj, int32_t fromPackNumber,
+                    const std::u16string& toFolder, bool toInsArcPrj, int32_t toPackNumber);
+  void RemovePack2(int32_t PackNumber, const std::u16string& fromFolder, bool fromInsArcPrj,
+                   const std::u16string& toFolder, bool toInsArcPrj);
+  void RemovePack(class DataCursor& DataPacks, class DataCursor& DataTb1, class DataCursor& DataRules,
+                  const std::u16string& newFolder, bool newInsArcPrj);
+  void ArcPrjOp(class DataCursor& Data1, const std::u16string& FieldName = u"Project");
+  void ArcPrjOp2(int32_t Obj_ID, int32_t ObjType, const std::u16string& fromFolder, bool fromInsArcPrj,
+                 int32_t fromPackNumber = 0);
+  void ArcPrjOpPack(class DataCursor& DataPacks, class DataCursor& DataTb1, class DataCursor& DataRules);
+  // The host copied, moved or deleted a folder of the project tree.
+  void FolderCopied(const std::u16string& fromProject, const std::u16string& toProject, bool fromInsArcPrj = false,
+                    bool toInsArcPrj = false);
+  void FolderMoved(const std::u16string& oldrProject, const std::u16string& newrProject, bool InsArcPrj1,
+                   bool InsArcPrj2);
+  void rProjectMoved(const std::u16string& oldrProject, const std::u16string& newrProject, bool oldInsArcPrj = false,
+                     bool newInsArcPrj = false);
+  void FolderDeleted(const std::u16string& rProject, bool InsArcPrj, int16_t Shift = 0);
+  void rProjectDeleted(const std::u16string& rProject, bool InsArcPrj = false, int16_t Shift = 0);
+  void NavigatePacksByLetter(int32_t msgN, class packs::ListView& LvwPacks);
+  void NavigateProjectsByLetters(int32_t msgN, class packs::ListView& LvwPrj);
+  void tbPrj_ButtonClick(const std::u16string& Button, class packs::ListView& LvwPrj, int32_t msgN);
+  // For "Prop" the selected pack's number comes back, for the host to open its window.
+  int32_t tbPacks_ButtonClick(const std::u16string& Button, class packs::ListView& LvwPacks, int32_t msgN);
+  // The new pack's number; 0 when no name was given.
+  int32_t NewPack(const std::u16string& rProject = {}, bool InsArcPrj = false, bool UseDefPar = false,
+                  const struct packs::ListItem* defListItem = nullptr);
+  bool ChangePackProperty(class DataCursor& DataPack, bool* FolderChanged = nullptr);
+  void PackPropertyUpdate(class DataCursor& DataPack);
+  // The number of packs listed; raises ProgressChanged and StatusTextChanged and stops on
+  // StopOperation.
+  int32_t RereadPacksData(class DataCursor& DataPacks, class packs::ListView& Listview1, bool ShowDeleted = false,
+                          class packs::StatusBar* StatusBar1 = nullptr);
+  int32_t RereadPacksData2(dao::Recordset& Rs, class packs::ListView& Listview1,
+                           DeletedMsgStatus ShowDeleted = ShowAll, class packs::StatusBar* StatusBar1 = nullptr);
+  void DelPackIntoRecycleBin(class DataCursor& DataPacks);
+  void DeletePack(class DataCursor& DataPacks);
+  // The project links left (0 when the pack went, or went to the recycle bin).
+  int32_t DeletePack2(int32_t Pack_N, std::u16string& rProject, bool& InsArcPrj, int16_t Shift = 0);
+  void DeletePackRules(class DataCursor& DataRules, int32_t PackNumber);
+  void RestorePack(class DataCursor& DataPacks);
+  void RestorePack2(int32_t PackNumber);
+  void ReDistrPack(class DataCursor& DataPacks);
+  bool SelectPack(int32_t& PackNumber, const std::u16string& rProject = {}, bool InsArcPrj = false,
+                  int32_t prjFiltr = Allmsg, bool ShowCancelButton = true);
+  bool SelectPack2(int32_t& PackNumber, const std::u16string& rProject, bool InsArcPrj, int32_t prjFiltr,
+                   bool ShowCancelButton, std::u16string& PackName);
+  std::u16string GetRulesRecordsource(const Value& Data1, RulesAction Action, const std::u16string& Param,
+                                      bool InsArcPrj = false);
+  std::u16string GetRulesRecordsource2(RulesAction Action, const std::u16string& Param, bool InsArcPrj = false);
+  void SetFlags(class DataCursor& DataRules, struct packs::RuleTab& frm);
 
   // ---- Further families are declared by their subsystems below ----
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ravelin {
 
@@ -36,6 +37,31 @@ class Interaction {
   // without accepting.
   virtual std::optional<std::u16string> MessageWindow(const std::u16string& text, const std::u16string& caption,
                                                       bool editable) = 0;
+
+  // The pickers and the folder chooser. A host without them gives the default answers:
+  // nothing chosen.
+  //
+  // The letter picker (frmSelectLetter) offers the letters of a project folder (all
+  // letters for an empty one) and returns the keys of the chosen rows; rows of navigation
+  // ("DirUp", "Root", "Prj", "ArcPrj", "CloseFold", "Pack", "ReturnFolder") may come back
+  // too and are passed over by the caller.
+  virtual std::vector<std::u16string> SelectLetters(const std::u16string& rProject, bool InsArcPrj) { return {}; }
+  // The pack picker (frmSelectPack), filled with the packs of the project scope; the
+  // chosen pack's number and name, nothing when cancelled.
+  struct PackChoice {
+    int32_t PackNumber = 0;
+    std::u16string PackName;
+  };
+  virtual std::optional<PackChoice> SelectPack(const std::u16string& rProject, bool InsArcPrj, int32_t prjFiltr,
+                                               bool ShowCancelButton) {
+    return std::nullopt;
+  }
+  // The folder chooser of the project tree, opened at `root` (a side's root folder);
+  // the chosen folder in database form ("Projects\Clients"), nothing when cancelled.
+  virtual std::optional<std::u16string> ChooseFolder(const std::u16string& title, const std::u16string& root,
+                                                     bool InsArcPrj) {
+    return std::nullopt;
+  }
 };
 
 // The answer a message box without a user gives for a style: the default button

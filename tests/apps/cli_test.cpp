@@ -294,7 +294,7 @@ TEST_F(Cli, DescribesEachCommandFromItsTable) {
   const Outcome all = Do({"--help"});
   EXPECT_EQ(Do({"help"}).out, all.out);
   EXPECT_NE(all.out.find("\n  import PATH... [--project P] [--project-from-folder] [--archive] [--pack N] [--folder NAME] "
-                         "[--json]\n"),
+                         "[--apply-rules] [--json]\n"),
             std::string::npos);
 }
 
@@ -306,7 +306,7 @@ TEST_F(Cli, CompletesCommandsAndTheirOptionsInBash) {
     EXPECT_EQ(r.code, 0) << r.err;
     return r.out;
   };
-  EXPECT_EQ(complete("ravelin li"), "list\n");
+  EXPECT_EQ(complete("ravelin li"), "link list\n");
   EXPECT_EQ(complete("ravelin --home /tmp/x d"), "date decode-header delete\n");
   EXPECT_EQ(complete("ravelin list --fo"), "--folder\n");
   EXPECT_EQ(complete("ravelin show 3 --"), "--help --json\n");
