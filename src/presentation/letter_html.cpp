@@ -240,6 +240,24 @@ Document CreateHTMLByMsgNumber(const std::u16string& Message_key, bool Force) {
   return doc;
 }
 
+Document LetterBody(int32_t key) {
+  auto db = store::detail::OpenMailDatabase();
+  auto files = db->OpenRecordset(store::GetAttachRecordSource(key), dao::dbOpenDynaset);
+  Extraction ex;
+  std::u16string folder;
+  const int32_t body = ExtractAttachments2(*files, ex, folder);
+  Document doc;
+  if (body != 0) {
+    files->SetAbsolutePosition(body - 1);
+    std::u16string cp;
+    int32_t cpID = 0;
+    doc = CreateHTMLCore(*files, folder, cp, false, true, cpID);
+  }
+  files->Close();
+  db->Close();
+  return doc;
+}
+
 namespace {
 
 // The photo cell of a sender, from the address book's photo store; "" when none is found.

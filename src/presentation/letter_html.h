@@ -49,6 +49,10 @@ Document CreateHTMLCore(dao::Recordset& rs, const std::u16string& FolderPath, st
 // no HTML body and Force is false.
 Document CreateHTMLByMsgNumber(const std::u16string& Message_key, bool Force);
 
+// The letter's HTML body as the viewer shows it: its parts extracted to "mFiles", the
+// body row's document with references to them. Empty html when it has no HTML body.
+Document LetterBody(int32_t key);
+
 // The report rows of the current letter of rsLetter: header row, body row (photo cell
 // and body cell) and attachment rows. bodyPosition is the HTML body row's 1-based place
 // in rsFiles, 0 for none. Every failing step leaves its piece empty.

@@ -218,7 +218,7 @@ std::u16string SaveHTMLPack(const std::u16string& HTMLdoc, const std::u16string&
   if (fs::FileExists(path)) {
     const std::u16string question = module1::GetMUIStringF(
         kSection, u"msg", u"File with the name VBCRLF %1 VBCRLF already exists. Replace it?", {path});
-    if (WideMsgBox(question, mb::kYesNo | mb::kExclamation) != mb::kYes) return {};
+    if (WideMsgBox(question, mb::kYesNo | mb::kDefaultButton2 | mb::kExclamation) != mb::kYes) return {};
   }
   SaveDocumentWithFiles(Document{HTMLdoc, false}, path);
   return path;
