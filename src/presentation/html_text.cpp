@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <vector>
 
 #include "formats/charsets.h"
 #include "platform/filesystem.h"
@@ -120,6 +121,97 @@ bool IsExtractedFile(const std::u16string& path) {
     if (!canon.empty() && fs::ParentFolder(file) == canon) return true;
   }
   return false;
+}
+
+namespace {
+
+bool IsNameEnd(char16_t c) {
+  return c == u'"' || c == u'\'' || c == u'<' || c == u'>' || c == u' ' || c == u'\t' || c == u'\r' ||
+         c == u'\n' || c == u'&';
+}
+
+// A run of "&#N;" references from `pos`: the text they stand for, and where the run ends.
+std::u16string DecodeReferences(const std::u16string& doc, size_t& pos) {
+  std::u16string out;
+  while (pos + 3 < doc.size() && doc[pos] == u'&' && doc[pos + 1] == u'#') {
+    size_t j = pos + 2;
+    uint32_t v = 0;
+    while (j < doc.size() && doc[j] >= u'0' && doc[j] <= u'9' && j - pos < 10) v = v * 10 + (doc[j++] - u'0');
+    if (j == pos + 2 || j >= doc.size() || doc[j] != u';' || v > 0xFFFF) break;
+    const char16_t c = static_cast<char16_t>(v);
+    if (IsNameEnd(c) || c == u'/') break;
+    out += c;
+    pos = j + 1;
+  }
+  return out;
+}
+
+bool EndsWithText(const std::u16string& doc, size_t end, std::u16string_view suffix) {
+  return end >= suffix.size() && TextEquals(std::u16string_view(doc).substr(end - suffix.size(), suffix.size()), suffix);
+}
+
+}  // namespace
+
+std::u16string RewriteExtractedRefs(const std::u16string& src, const RefRewriter& replace) {
+  // The forms a reference to an extracted file takes in our documents.
+  struct Pattern {
+    std::u16string text;
+    std::u16string folder;
+    bool encoded;
+  };
+  std::vector<Pattern> patterns;
+  for (const std::u16string& folder : {MailFilesFolder(), TmpFilesFolder()}) {
+    const std::u16string f = AddPathSeparator(folder);
+    patterns.push_back({f, folder, false});
+    patterns.push_back({GetUnicodeHTMLString(f), folder, true});
+    patterns.push_back({GetUnicodeHTMLString(LastFolderName(folder) + u"/"), folder, true});
+  }
+
+  std::u16string out;
+  out.reserve(src.size());
+  std::vector<size_t> next(patterns.size(), std::u16string::npos);
+  auto findFrom = [&](size_t k, size_t from) { next[k] = src.find(patterns[k].text, from); };
+  for (size_t k = 0; k < patterns.size(); ++k) findFrom(k, 0);
+  const std::u16string encodedScheme = GetUnicodeHTMLString(u"file://");
+
+  size_t pos = 0;
+  while (true) {
+    size_t best = std::u16string::npos, bestK = 0;
+    for (size_t k = 0; k < patterns.size(); ++k) {
+      if (next[k] != std::u16string::npos && next[k] < pos) findFrom(k, pos);
+      if (next[k] < best || (next[k] == best && best != std::u16string::npos &&
+                             patterns[k].text.size() > patterns[bestK].text.size())) {
+        best = next[k];
+        bestK = k;
+      }
+    }
+    if (best == std::u16string::npos) break;
+    const Pattern& p = patterns[bestK];
+    size_t nameEnd = best + p.text.size();
+    std::u16string name;
+    if (p.encoded) {
+      name = DecodeReferences(src, nameEnd);
+    } else {
+      while (nameEnd < src.size() && !IsNameEnd(src[nameEnd]) && src[nameEnd] != u'/') name += src[nameEnd++];
+    }
+    std::optional<std::u16string> with;
+    if (!name.empty() && IsExtractedFile(fs::JoinPath(p.folder, name))) with = replace(ExtractedRef{p.folder, name});
+    if (!with) {
+      out.append(src, pos, best + p.text.size() - pos);
+      pos = best + p.text.size();
+      continue;
+    }
+    // The reference starts earlier when "file://" stands before it, raw or encoded.
+    size_t refStart = best;
+    if (refStart >= pos + 7 && EndsWithText(src, refStart, u"file://")) refStart -= 7;
+    else if (refStart >= pos + encodedScheme.size() && EndsWithText(src, refStart, encodedScheme))
+      refStart -= encodedScheme.size();
+    out.append(src, pos, refStart - pos);
+    out += *with;
+    pos = nameEnd;
+  }
+  out.append(src, pos, std::u16string::npos);
+  return out;
 }
 
 }  // namespace ravelin::presentation

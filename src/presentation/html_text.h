@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -58,5 +60,18 @@ std::u16string CanonicalPath(const std::u16string& path);
 // True when `path` exists and its canonical form lies directly inside one of the
 // extraction folders.
 bool IsExtractedFile(const std::u16string& path);
+
+// A reference to a file of the extraction folders found in a document.
+struct ExtractedRef {
+  std::u16string folder;  // MailFilesFolder() or TmpFilesFolder()
+  std::u16string name;    // the file's name in it
+};
+using RefRewriter = std::function<std::optional<std::u16string>(const ExtractedRef&)>;
+
+// Every reference to an existing file directly inside the extraction folders, in the
+// forms this layer writes (raw or as character references, with or without "file://",
+// or relative to the folder's parent), replaced by what `replace` gives; a reference it
+// gives nothing for stays. One pass over the document.
+std::u16string RewriteExtractedRefs(const std::u16string& html, const RefRewriter& replace);
 
 }  // namespace ravelin::presentation
