@@ -11,6 +11,7 @@ set(ravelin_public_headers
   formats/mime_parser.h
   platform/db/dao.h platform/funnel.h platform/host_common.h platform/interaction.h
   platform/language.h platform/module1.h
+  presentation/views.h
   runtime/dates.h runtime/errors.h runtime/text.h runtime/types.h runtime/value.h runtime/vbstring.h
   store/compaction_progress.h store/data_cursor.h store/delete_restore.h store/eml_export.h store/letters.h
   transport/accounts.h transport/outbox.h transport/smtp_client.h transport/smtp_reply.h transport/socket.h

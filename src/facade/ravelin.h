@@ -29,6 +29,10 @@ class StatusBar;
 struct ListItem;
 struct RuleTab;
 }  // namespace packs
+namespace presentation {
+class HtmlView;
+class CommonDialog;
+}  // namespace presentation
 
 // Progress and status events of long operations. A host implements what it needs.
 class RavelinEvents {
@@ -257,6 +261,58 @@ class Ravelin {
                                       bool InsArcPrj = false);
   std::u16string GetRulesRecordsource2(RulesAction Action, const std::u16string& Param, bool InsArcPrj = false);
   void SetFlags(class DataCursor& DataRules, struct packs::RuleTab& frm);
+
+  // ---- Letters and packs as HTML, references, MHT, replies (src/presentation) ----
+  // The documents are the letters' own HTML with references rewritten by text search:
+  // hostile content stays in them, so a host shows them only in a view that runs no
+  // script and loads nothing remote (`ravelin view`). The views and the dialog are the
+  // seams of presentation/views.h.
+  // The body document of the letter whose HTML body row is current in Data1, recoded to
+  // true text, its parts' references pointed at FolderPath's files.
+  std::u16string CreateHTML(DataCursor& Data1, const std::u16string& FolderPath, std::u16string* CodePage = nullptr,
+                            bool* ForSaving = nullptr);
+  std::u16string CreateHTML2(dao::Recordset& RsAtt, const std::u16string& FolderPath, int32_t* CodePageID = nullptr,
+                             bool* ForSaving = nullptr, bool RecodeToUnicode = false);
+  // The letter's page with its attachment list; "" when the letter isn't there, or has no
+  // HTML body and Force is false.
+  std::u16string CreateHTML_by_msgNumber(const std::u16string& Message_key, bool Force = false);
+  // Recodes html from the charset it names; returns the name.
+  std::u16string RecodeHTML(std::u16string& html);
+  // Extracts the Files rows of Data1 (arrays in walk order, last row first); the body
+  // row's 1-based place, 0 for none.
+  int32_t ExtractAttachments(DataCursor& Data1, std::vector<std::u16string>& FileNames,
+                             std::vector<bool>& IsAttachments, std::vector<int32_t>& AVPChk,
+                             std::u16string* FolderPath = nullptr);
+  std::u16string docBlanc();
+  std::u16string DocBlancHeader();
+  // The pack report over Data1 (the pack's letters); Data2 is the current letter's Files
+  // view and Data1's Tag its body row's place, which the owner of the cursors keeps up to
+  // date when Data1 moves. StopOperation ends it after the current letter.
+  std::u16string GetHTMLPack(DataCursor& Data1, DataCursor& Data2, std::u16string& pTitle);
+  std::u16string GetHTMLPack2(DataCursor& Data1, DataCursor& Data2, DataCursor* DataPhoto, std::u16string& pTitle);
+  // The report of pack number PackNumber in the mail database, files extracted here.
+  std::u16string GetPackReport(int32_t PackNumber);
+  void SaveHTMLPack(const std::u16string& HTMLdoc, std::u16string& PackName,
+                    presentation::CommonDialog& CommonDialog1);
+  void ClearMailFiles();
+  void ConvertAllReftoLocal(std::u16string& HTMLdoc);
+  std::u16string GetBaseUrl(std::u16string& HTMLdoc, int16_t Flags = 0);
+  std::u16string GetShortLocation(const std::u16string& ContentLocation, const std::u16string& BaseURL);
+  std::u16string ConvertReftoAbs(const std::u16string& href, const std::u16string& BaseURL);
+  // Shows an .mht or .eml file on the view (parts to "tmpFiles").
+  void LoadMHT(std::u16string& FilePath, presentation::HtmlView& DHTMLEdit1);
+  // The click and the status text at the point of the view's current event.
+  void DHTMLEdit_onclick(presentation::HtmlView& DHTMLEdit1, const std::u16string& rProject, bool isModal = false,
+                         bool InsArcPrj = false);
+  std::u16string DHTMLEdit_GetStatusText(presentation::HtmlView& DHTMLEdit1);
+  // Opens a reply to the current letter of DataTb1 in a new compose view
+  // (presentation::SetComposeFactory); DataTb1's Tag above 0 quotes DHTMLEditSrc's text.
+  void ReplyLetter(DataCursor& DataTb1, presentation::HtmlView& DHTMLEditSrc, int16_t Modal = 0,
+                   int32_t prjFiltr = 0);
+  std::u16string GetInitials(const std::u16string& strEmail);
+  std::u16string InsertQuoting(const std::u16string& Initials, const std::u16string& strMsg);
+  int32_t GetWordStartPosition(int32_t start, const std::u16string& str);
+  std::u16string InsBlkQuote();
 
   // ---- Further families are declared by their subsystems below ----
 

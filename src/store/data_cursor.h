@@ -64,7 +64,13 @@ class DataCursor {
 
   void Close();
 
+  // A number the viewers keep with the cursor: above 0 when the current letter is shown
+  // as HTML (the place of its body row).
+  int32_t Tag() const { return tag_; }
+  void SetTag(int32_t tag) { tag_ = tag; }
+
  private:
+  int32_t tag_ = 0;
   std::u16string databaseName_;
   std::u16string connect_ = u"Access";
   std::u16string recordSource_;
