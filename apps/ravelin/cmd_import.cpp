@@ -11,12 +11,15 @@
 #include "commands.h"
 #include "platform/module1.h"
 #include "json_output.h"
+#include "message_check.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
+#include "platform/host_common.h"
 #include "runtime/errors.h"
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
 #include "store/add_letter.h"
+#include "store/maintenance.h"
 #include "store/record_sources.h"
 #include "store_access.h"
 
@@ -63,8 +66,30 @@ bool IsEmlName(const std::filesystem::path& p) {
   return ext == ".eml";
 }
 
+// Every *.eml below a folder, and every subfolder that can't be read (as an item with
+// its error, so that the summary counts it).
+void WalkFolder(const std::filesystem::path& dir, std::vector<std::string>& found, std::vector<ImportItem>& unreadable) {
+  std::error_code ec;
+  std::filesystem::directory_iterator it(dir, ec);
+  if (ec) {
+    unreadable.push_back(ImportItem{dir.string(), 0, -1, "cannot read the folder (" + ec.message() + ")"});
+    return;
+  }
+  for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
+    if (ec) {
+      unreadable.push_back(ImportItem{dir.string(), 0, -1, "cannot read the folder (" + ec.message() + ")"});
+      return;
+    }
+    std::error_code kind;
+    if (it->is_directory(kind) && !it->is_symlink(kind))
+      WalkFolder(it->path(), found, unreadable);
+    else if (it->is_regular_file(kind) && IsEmlName(it->path()))
+      found.push_back(it->path().string());
+  }
+}
+
 // Folders are walked recursively for *.eml (sorted); a file named on the command line is
-// taken whatever its extension.
+// taken whatever its extension. Paths stay the system's octets, whatever their encoding.
 std::vector<ImportItem> CollectFiles(const std::vector<std::string>& paths) {
   std::vector<ImportItem> items;
   for (const std::string& arg : paths) {
@@ -75,88 +100,82 @@ std::vector<ImportItem> CollectFiles(const std::vector<std::string>& paths) {
       continue;
     }
     std::vector<std::string> found;
-    for (auto it = std::filesystem::recursive_directory_iterator(
-             p, std::filesystem::directory_options::skip_permission_denied, ec);
-         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
-      if (it->is_regular_file(ec) && IsEmlName(it->path())) found.push_back(it->path().string());
-    }
+    std::vector<ImportItem> unreadable;
+    WalkFolder(p, found, unreadable);
     std::sort(found.begin(), found.end());
     for (auto& f : found) items.push_back(ImportItem{f, 0, -1, {}});
+    for (auto& u : unreadable) items.push_back(std::move(u));
   }
   return items;
 }
 
-// Why a file can't be a message, or "" when it may be one: it must start with a header
-// field ("Name: value"), which every message and every saved letter does.
-std::string RefusalOf(const std::u16string& path) {
-  if (!fs::FileExists(path)) return "no such file";
-  std::string head;
-  try {
-    if (fs::FileSize(path) == 0) return "empty file";
-    FILE* f = std::fopen(fs::NativePath(path).c_str(), "rb");
-    if (!f) return "cannot read the file";
-    char buf[1024];
-    const size_t n = std::fread(buf, 1, sizeof buf, f);
-    std::fclose(f);
-    head.assign(buf, n);
-  } catch (...) {
-    return "cannot read the file";
-  }
-  size_t i = 0;
-  if (head.rfind("\xEF\xBB\xBF", 0) == 0) i = 3;
-  size_t nameLen = 0;
-  while (i < head.size() && head[i] != ':') {
-    const unsigned char c = static_cast<unsigned char>(head[i]);
-    if (c <= 32 || c >= 127) return "not a mail message (no header field at the start)";
-    ++i, ++nameLen;
-  }
-  if (nameLen == 0 || i >= head.size()) return "not a mail message (no header field at the start)";
-  return {};
-}
-
 // Commits every kBatch letters: committing each letter on its own would cost a disk sync
-// per letter.
+// per letter. A letter counts as stored only once its batch is committed; when a commit
+// fails, every letter of the batch is a failed file with the cause.
 class BatchedTransaction {
  public:
   explicit BatchedTransaction(Context& ctx) : ctx_(ctx) {}
-  ~BatchedTransaction() { Commit(); }
+  ~BatchedTransaction() {
+    if (open_) dao::Engine().Rollback();
+  }
   void Begin() {
     if (open_) return;
     try {
       dao::Engine().BeginTrans();
       open_ = true;
     } catch (...) {
+      // The letter's own transaction meets the same cause and reports it.
     }
   }
-  void Commit() {
-    if (!open_) return;
+  void Stored(ImportItem& it) {
+    if (open_) pending_.push_back(&it);
+  }
+  // Commits the open batch; returns its letters when the commit failed (none of them is
+  // stored then, and each carries the cause).
+  std::vector<ImportItem*> Commit() {
+    std::vector<ImportItem*> batch;
+    if (!open_) return batch;
+    open_ = false;
+    batch.swap(pending_);
     try {
       dao::Engine().CommitTrans();
+      batch.clear();
     } catch (const Error& e) {
-      ctx_.err << "ravelin: could not commit: " << ToUtf8(e.Description()) << "\n";
+      const std::string cause = "not stored: " + ToUtf8(store::DescribeFailure(ErrObject::From(e)));
+      for (ImportItem* it : batch) {
+        it->key = 0;
+        it->error = cause;
+      }
     }
-    open_ = false;
+    return batch;
   }
-  void After(size_t count) {
-    if ((count % kBatch) == 0) Commit();
+  std::vector<ImportItem*> After(size_t count) {
+    if ((count % kBatch) == 0) return Commit();
+    return {};
   }
 
  private:
   static constexpr size_t kBatch = 200;
   Context& ctx_;
   bool open_ = false;
+  std::vector<ImportItem*> pending_;
 };
 
-// Stores one file, filling its key and folder, or its error.
-void ImportOne(ImportItem& it, const ImportOptions& o, BatchedTransaction& batch) {
-  const std::u16string path = FromUtf8(it.path);
-  it.error = RefusalOf(path);
+// Stores one file, filling its key and folder, or its error; in the batch when one is
+// given, else committed on its own.
+void ImportOne(ImportItem& it, const ImportOptions& o, BatchedTransaction* batch) {
+  if (!it.error.empty()) return;  // an unreadable folder
+  const std::u16string path = fs::FromNativePath(it.path);
+  it.error = NotAMessage(path);
   if (!it.error.empty()) return;
-  batch.Begin();
+  if (batch) batch->Begin();
   const size_t before = ReportCount();
   it.key = Protected(u"Ravelin.AddLetterFromEML", int32_t{0},
                      [&] { return store::AddLetterFromEML(path, o.project, o.archive, o.pack, &it.folder); });
-  if (it.key == 0) it.error = LastReport(before);
+  if (it.key == 0)
+    it.error = LastReport(before);
+  else if (batch)
+    batch->Stored(it);
 }
 
 void DrawProgress(std::ostream& err, size_t done, size_t total) {
@@ -172,19 +191,36 @@ bool ImportAll(Context& ctx, std::vector<ImportItem>& items, const ImportOptions
   const bool progress = isatty(2) && items.size() >= 20;
   auto keep = OpenStore(ctx);
   if (!keep) return false;
+  // Each failed file is told once, by name, with its cause.
+  DefaultHostCommon* host = DefaultHost();
+  const bool wasQuiet = host && host->Quiet();
+  if (host) host->SetQuiet(true);
+  const auto tell = [&](const ImportItem& it) {
+    if (it.error.empty()) return;
+    if (progress) ctx.err << "\r\x1b[K";
+    ctx.err << "ravelin: " << it.path << ": " << it.error << "\n";
+  };
+  // The letters of a batch whose commit failed (a full disk, a lost lock) are tried again
+  // one by one, so that every letter that fits is stored and each of the others is told.
+  const auto retry = [&](const std::vector<ImportItem*>& failed) {
+    for (ImportItem* it : failed) {
+      it->error.clear();
+      ImportOne(*it, o, nullptr);
+      tell(*it);
+    }
+  };
   {
     BatchedTransaction batch(ctx);
     for (size_t i = 0; i < items.size(); ++i) {
-      ImportOne(items[i], o, batch);
-      if (!items[i].error.empty()) {
-        if (progress) ctx.err << "\r\x1b[K";
-        ctx.err << "ravelin: " << items[i].path << ": " << items[i].error << "\n";
-      }
-      batch.After(i + 1);
+      ImportOne(items[i], o, &batch);
+      tell(items[i]);
+      retry(batch.After(i + 1));
       if (progress && ((i + 1) % 10 == 0 || i + 1 == items.size())) DrawProgress(ctx.err, i + 1, items.size());
     }
+    retry(batch.Commit());
   }
   keep->Close();
+  if (host) host->SetQuiet(wasQuiet);
   if (progress) ctx.err << "\n";
   return true;
 }
