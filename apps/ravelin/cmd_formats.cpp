@@ -10,6 +10,7 @@
 #include <string>
 
 #include "commands.h"
+#include "message_check.h"
 #include "formats/charsets.h"
 #include "formats/datetime.h"
 #include "formats/message_builder.h"
@@ -102,7 +103,12 @@ void PrintText(std::ostream& out, const mailHeader& h) {
 
 int Parse(Context& ctx, const Args& args) {
   if (args.Positional().size() != 1) return UsageError(ctx, "parse needs one FILE");
-  const std::u16string path = FromUtf8(args.Positional()[0]);
+  const std::u16string path = fs::FromNativePath(args.Positional()[0]);
+  // The same verdict as import gives: an empty or binary file is no message.
+  if (const std::string refusal = fs::FileExists(path) ? NotAMessage(path) : std::string(); !refusal.empty()) {
+    ctx.err << "ravelin: " << args.Positional()[0] << ": " << refusal << "\n";
+    return 1;
+  }
   std::string octets;
   try {
     octets = fs::ReadAll(path);

@@ -12,15 +12,18 @@
 #include "commands.h"
 #include "platform/module1.h"
 #include "json_output.h"
+#include "message_check.h"
 #include "packs/rules.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
+#include "platform/host_common.h"
 #include "runtime/errors.h"
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
 #include "store/add_letter.h"
 #include "store/data_cursor.h"
 #include "store/mailbox.h"
+#include "store/maintenance.h"
 #include "store/record_sources.h"
 #include "store_access.h"
 #include "transport/outbox.h"
@@ -46,6 +49,7 @@ struct ImportItem {
   int32_t key = 0;
   int32_t folder = -1;
   std::string error;
+  bool retryable = false;  // an .eml file, which can be read again alone
 };
 
 enum class SourceKind { Eml, Mbox, Maildir };
@@ -55,6 +59,7 @@ struct Source {
   std::string path;
   SourceKind kind = SourceKind::Eml;
   int64_t letters = 1;  // for the progress bar
+  std::string error;    // a folder that can't be read: the run counts it as failed
 };
 
 // A project path can't hold a double quote: the list statements put it in quotes as it is.
@@ -108,11 +113,11 @@ std::string HeadOf(const std::string& path, size_t n = 4096) {
 
 int64_t CountLetters(const Source& s) {
   try {
-    if (s.kind == SourceKind::Mbox) return store::CountMboxLetters(fs::ReadAll(FromUtf8(s.path)));
+    if (s.kind == SourceKind::Mbox) return store::CountMboxLetters(fs::ReadAll(fs::FromNativePath(s.path)));
     if (s.kind == SourceKind::Maildir) {
       int64_t n = 0;
       for (const char16_t* sub : {u"new", u"cur"}) {
-        const std::u16string folder = fs::JoinPath(FromUtf8(s.path), sub);
+        const std::u16string folder = fs::JoinPath(fs::FromNativePath(s.path), sub);
         if (!fs::FolderExists(folder)) continue;
         for (const auto& f : fs::ListFiles(folder))
           if (!fs::FileName(f).empty() && fs::FileName(f)[0] != u'.') ++n;
@@ -122,6 +127,38 @@ int64_t CountLetters(const Source& s) {
   } catch (const Error&) {
   }
   return 1;
+}
+
+// The *.eml and *.mbox files and the Maildir folders below a folder (symbolic links to
+// folders are not followed), and every folder that can't be read, as a source with its
+// error so that the summary counts it.
+void WalkFolder(const std::filesystem::path& dir, std::vector<Source>& found) {
+  std::error_code ec;
+  std::filesystem::directory_iterator it(dir, ec);
+  const auto unreadable = [&] {
+    Source s;
+    s.path = dir.string();
+    s.error = "cannot read the folder (" + ec.message() + ")";
+    found.push_back(std::move(s));
+  };
+  if (ec) return unreadable();
+  for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
+    if (ec) return unreadable();
+    std::error_code kind;
+    const std::string path = it->path().string();
+    if (it->is_directory(kind) && !it->is_symlink(kind)) {
+      if (store::IsMaildir(fs::FromNativePath(path)))
+        found.push_back(Source{path, SourceKind::Maildir});
+      else
+        WalkFolder(it->path(), found);
+    } else if (it->is_regular_file(kind)) {
+      const std::string ext = LowerExtension(it->path());
+      if (ext == ".mbox" || (ext == ".eml" && store::LooksLikeMbox(HeadOf(path))))
+        found.push_back(Source{path, SourceKind::Mbox});
+      else if (ext == ".eml")
+        found.push_back(Source{path, SourceKind::Eml});
+    }
+  }
 }
 
 // Folders are walked recursively (sorted) for *.eml and *.mbox files and Maildir folders;
@@ -139,55 +176,17 @@ std::vector<Source> CollectSources(const std::vector<std::string>& paths) {
       sources.push_back(Source{arg, mbox ? SourceKind::Mbox : SourceKind::Eml});
       continue;
     }
-    if (store::IsMaildir(FromUtf8(arg))) {
+    if (store::IsMaildir(fs::FromNativePath(arg))) {
       sources.push_back(Source{arg, SourceKind::Maildir});
       continue;
     }
     std::vector<Source> found;
-    for (auto it = std::filesystem::recursive_directory_iterator(
-             p, std::filesystem::directory_options::skip_permission_denied, ec);
-         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
-      const std::string path = it->path().string();
-      if (it->is_directory(ec)) {
-        if (store::IsMaildir(FromUtf8(path))) {
-          found.push_back(Source{path, SourceKind::Maildir});
-          it.disable_recursion_pending();
-        }
-      } else if (it->is_regular_file(ec)) {
-        const std::string ext = LowerExtension(it->path());
-        if (ext == ".mbox" || (ext == ".eml" && store::LooksLikeMbox(HeadOf(path))))
-          found.push_back(Source{path, SourceKind::Mbox});
-        else if (ext == ".eml")
-          found.push_back(Source{path, SourceKind::Eml});
-      }
-    }
+    WalkFolder(p, found);
     std::sort(found.begin(), found.end(), [](const Source& a, const Source& b) { return a.path < b.path; });
     for (auto& f : found) sources.push_back(std::move(f));
   }
   for (Source& s : sources) s.letters = CountLetters(s);
   return sources;
-}
-
-// Why octets can't be a message, or "" when they may be one: the reader takes anything
-// else (an mbox "From " line, an old "From  :" header, a blank first line).
-std::string NotMail(std::string_view octets) {
-  if (octets.empty()) return "empty";
-  if (octets.substr(0, 8192).find('\0') != std::string_view::npos) return "binary data, not a mail message";
-  return {};
-}
-
-// Why a file can't be a message, or "" when it may be one.
-std::string RefusalOf(const std::u16string& path) {
-  if (!fs::FileExists(path)) return "no such file";
-  try {
-    if (fs::FileSize(path) == 0) return "empty file";
-  } catch (...) {
-    return "cannot read the file";
-  }
-  const std::string head = HeadOf(fs::NativePath(path), 8192);
-  if (head.empty()) return "cannot read the file";
-  const std::string why = NotMail(head);
-  return why.empty() ? why : why + " (the file)";
 }
 
 // The project a source's letters go to: --project, or with --project-from-folder the
@@ -203,36 +202,56 @@ std::u16string ProjectFor(const Source& s, const ImportOptions& o) {
 }
 
 // Commits every kBatch letters: committing each letter on its own would cost a disk sync
-// per letter.
+// per letter. A letter counts as stored only once its batch is committed; when a commit
+// fails, every letter of the batch is a failed letter with the cause.
 class BatchedTransaction {
  public:
-  explicit BatchedTransaction(Context& ctx) : ctx_(ctx) {}
-  ~BatchedTransaction() { Commit(); }
+  explicit BatchedTransaction(std::vector<ImportItem>& items) : items_(items) {}
+  ~BatchedTransaction() {
+    if (open_) dao::Engine().Rollback();
+  }
   void Begin() {
     if (open_) return;
     try {
       dao::Engine().BeginTrans();
       open_ = true;
     } catch (...) {
+      // The letter's own transaction meets the same cause and reports it.
     }
   }
-  void Commit() {
-    if (!open_) return;
+  // items[index] was stored in the open batch.
+  void Stored(size_t index) {
+    if (open_) pending_.push_back(index);
+  }
+  // Commits the open batch; returns its letters when the commit failed (none of them is
+  // stored then, and each carries the cause).
+  std::vector<size_t> Commit() {
+    std::vector<size_t> batch;
+    if (!open_) return batch;
+    open_ = false;
+    batch.swap(pending_);
     try {
       dao::Engine().CommitTrans();
+      batch.clear();
     } catch (const Error& e) {
-      ctx_.err << "ravelin: could not commit: " << ToUtf8(e.Description()) << "\n";
+      const std::string cause = "not stored: " + ToUtf8(store::DescribeFailure(ErrObject::From(e)));
+      for (size_t i : batch) {
+        items_[i].key = 0;
+        items_[i].error = cause;
+      }
     }
-    open_ = false;
+    return batch;
   }
-  void After(size_t count) {
-    if ((count % kBatch) == 0) Commit();
+  std::vector<size_t> After(size_t count) {
+    if ((count % kBatch) == 0) return Commit();
+    return {};
   }
 
  private:
   static constexpr size_t kBatch = 200;
-  Context& ctx_;
+  std::vector<ImportItem>& items_;
   bool open_ = false;
+  std::vector<size_t> pending_;
 };
 
 // Stores one letter's text (`read` for a seen Maildir letter), filling its key and
@@ -248,11 +267,13 @@ void StoreText(ImportItem& it, std::u16string text, const std::u16string& projec
   if (it.key != 0 && o.folder >= 0 && transport::MoveToFolder(it.key, o.folder)) it.folder = o.folder;
 }
 
-void ImportEml(ImportItem& it, const ImportOptions& o, BatchedTransaction& batch) {
-  const std::u16string path = FromUtf8(it.path);
-  it.error = RefusalOf(path);
+// Stores one .eml file; in the batch when one is given, else committed on its own.
+void ImportEml(ImportItem& it, const ImportOptions& o, BatchedTransaction* batch) {
+  it.retryable = true;
+  const std::u16string path = fs::FromNativePath(it.path);
+  it.error = NotAMessage(path);
   if (!it.error.empty()) return;
-  batch.Begin();
+  if (batch) batch->Begin();
   const size_t before = ReportCount();
   it.key = Protected(u"Ravelin.AddLetterFromEML", int32_t{0},
                      [&] { return store::AddLetterFromEML(path, o.project, o.archive, o.pack, &it.folder); });
@@ -283,15 +304,36 @@ bool ImportAll(Context& ctx, const std::vector<Source>& sources, std::vector<Imp
   const bool progress = isatty(2) && total >= 20;
   auto keep = OpenStore(ctx);
   if (!keep) return false;
-  {
-    BatchedTransaction batch(ctx);
-    const auto done = [&](ImportItem& it) {
-      if (!it.error.empty()) {
-        if (progress) ctx.err << "\r\x1b[K";
-        ctx.err << "ravelin: " << PlaceOf(it) << ": " << it.error << "\n";
+  // Each failed letter is told once, by its place, with its cause.
+  DefaultHostCommon* host = DefaultHost();
+  const bool wasQuiet = host && host->Quiet();
+  if (host) host->SetQuiet(true);
+  const auto tell = [&](const ImportItem& it) {
+    if (it.error.empty()) return;
+    if (progress) ctx.err << "\r\x1b[K";
+    ctx.err << "ravelin: " << PlaceOf(it) << ": " << it.error << "\n";
+  };
+  // The letters of a batch whose commit failed (a full disk, a lost lock) are tried again
+  // one by one where they can be read again alone (.eml files), so that every letter that
+  // fits is stored and each of the others is told.
+  const auto retry = [&](const std::vector<size_t>& failed) {
+    for (size_t i : failed) {
+      ImportItem& it = items[i];
+      if (it.retryable) {
+        it.error.clear();
+        ImportEml(it, o, nullptr);
       }
+      tell(it);
+    }
+  };
+  {
+    BatchedTransaction batch(items);
+    const auto done = [&](ImportItem& it) {
+      tell(it);
+      const bool stored = it.key != 0;
       items.push_back(std::move(it));
-      batch.After(items.size());
+      if (stored) batch.Stored(items.size() - 1);
+      retry(batch.After(items.size()));
       if (progress && (items.size() % 10 == 0 || items.size() >= total))
         DrawProgress(ctx.err, std::min(items.size(), total), total);
     };
@@ -307,10 +349,14 @@ bool ImportAll(Context& ctx, const std::vector<Source>& sources, std::vector<Imp
         failAll("the project name \"" + ToUtf8(project) + "\" holds a double quote, which a project name can't");
         continue;
       }
+      if (!s.error.empty()) {
+        failAll(s.error);
+        continue;
+      }
       if (s.kind == SourceKind::Eml) {
         ImportItem it;
         it.path = s.path;
-        ImportEml(it, o, batch);
+        ImportEml(it, o, &batch);
         done(it);
         continue;
       }
@@ -328,15 +374,17 @@ bool ImportAll(Context& ctx, const std::vector<Source>& sources, std::vector<Imp
         return true;
       };
       try {
-        const int64_t n = s.kind == SourceKind::Mbox ? store::ReadMbox(FromUtf8(s.path), letter)
-                                                     : store::ReadMaildir(FromUtf8(s.path), letter);
+        const int64_t n = s.kind == SourceKind::Mbox ? store::ReadMbox(fs::FromNativePath(s.path), letter)
+                                                     : store::ReadMaildir(fs::FromNativePath(s.path), letter);
         if (n == 0) failAll(s.kind == SourceKind::Mbox ? "no letters (no \"From \" line opens one)" : "no letters");
       } catch (const Error& e) {
         failAll("cannot read: " + ToUtf8(e.Description().empty() ? DefaultErrorText(e.Number()) : e.Description()));
       }
     }
+    retry(batch.Commit());
   }
   keep->Close();
+  if (host) host->SetQuiet(wasQuiet);
   if (progress) ctx.err << "\n";
   return true;
 }

@@ -21,8 +21,28 @@ int Where(Context& ctx, const Args& args) {
   if (fs::FileExists(db)) ctx.out << " (" << fs::FileSize(db) << " bytes)\n";
   else ctx.out << " (not created yet)\n";
   ctx.out << "settings:      " << ToUtf8(ini) << (fs::FileExists(ini) ? "\n" : " (defaults)\n");
-  ctx.out << "list page:     " << ctx.mail.GetMsgListCount() << " letters\n";
+  bool clamped = false;
+  const int32_t page = module1::GetMsgCount(clamped);
+  ctx.out << "list page:     " << page << " letters";
+  if (clamped)
+    ctx.out << " (the setting Letter/MsgCount is out of the range 1.." << module1::kMaxMsgCount << "; " << page
+            << " is used)";
+  ctx.out << "\n";
   return 0;
+}
+
+// The engine's quick check after init: damage is said at once, not at the first failing
+// list. 0 when the store is sound.
+int QuickCheck(Context& ctx, const std::u16string& path) {
+  const store::IntegrityReport r = store::CheckMailDatabase(path, false);
+  if (r.sound) return 0;
+  if (r.failure) {
+    ctx.err << "ravelin: could not check " << ToUtf8(path) << ": " << ToUtf8(store::DescribeFailure(*r.failure)) << "\n";
+  } else {
+    ctx.err << "ravelin: the mail database " << ToUtf8(path) << " is damaged; \"ravelin check\" tells more, "
+            << "\"ravelin compress\" puts it aside and goes back to the backup\n";
+  }
+  return 1;
 }
 
 int RunInit(Context& ctx, const Args& args) {
@@ -43,10 +63,10 @@ int RunInit(Context& ctx, const Args& args) {
     case store::CorrectOutcome::Converted:
     case store::CorrectOutcome::Upgraded:
       ctx.out << "upgraded " << ToUtf8(path) << "\n";
-      return 0;
+      return QuickCheck(ctx, path);
     case store::CorrectOutcome::Current:
       ctx.out << "already current " << ToUtf8(path) << "\n";
-      return 0;
+      return QuickCheck(ctx, path);
     case store::CorrectOutcome::Locked:
       ctx.err << "ravelin: " << ToUtf8(path) << " is in use by another program; nothing done\n";
       return 1;
@@ -61,10 +81,13 @@ int RunCompress(Context& ctx, const Args& args) {
   if (!args.Positional().empty()) return UsageError(ctx, "compress takes no arguments");
   const std::u16string path = ctx.mail.GetDatabaseName();
   SetCompressView(std::make_shared<CompressPrinter>(ctx.out));
-  const bool ok = store::CompressDb(path);
+  const store::CompressResult r = store::CompressDatabase(path);
   SetCompressView(nullptr);
-  if (!ok) {
-    ctx.err << "ravelin: compaction failed; " << ToUtf8(path) << " is unchanged\n";
+  if (!r.damagedCopy.empty()) return 1;  // the user was told what was done with the file
+  if (!r.compacted) {
+    ctx.err << "ravelin: compaction failed";
+    if (r.failure) ctx.err << " (" << ToUtf8(store::DescribeFailure(*r.failure)) << ")";
+    ctx.err << "; " << ToUtf8(path) << " is unchanged\n";
     return 1;
   }
   ctx.out << "compacted " << ToUtf8(path) << " (backup EmailW~.mdb beside it)\n";

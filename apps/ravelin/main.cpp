@@ -12,6 +12,7 @@
 #include "facade/ravelin.h"
 #include "platform/filesystem.h"
 #include "platform/host_common.h"
+#include "store/maintenance.h"
 #include "platform/module1.h"
 #include "runtime/text.h"
 #include "terminal.h"
@@ -36,6 +37,20 @@ bool AsksForHelp(const std::vector<std::string>& args) {
 }
 
 }  // namespace
+
+// The host's reports on the terminal: the cause in words ("the disk is full"), not the
+// routine that met it. They are kept as well, for the commands' summaries.
+class TerminalHost : public DefaultHostCommon {
+ public:
+  Value ReportError(const ErrObject& err, const std::u16string& source) override {
+    const bool quiet = Quiet();
+    SetQuiet(true);
+    DefaultHostCommon::ReportError(err, source);
+    SetQuiet(quiet);
+    if (!quiet) std::cerr << "ravelin: " << ToUtf8(store::DescribeFailure(err)) << std::endl;
+    return Value();
+  }
+};
 
 int Main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
@@ -100,7 +115,7 @@ int Main(int argc, char** argv) {
   }
 
   // What a host does at start: its folder, the store's place, the shared façade.
-  auto host = std::make_shared<DefaultHostCommon>();
+  auto host = std::make_shared<TerminalHost>();
   if (!home.empty()) host->SetHome(FromUtf8(home));
   SetHostCommon(host);
   packs::SetProjectRoots(FromUtf8(projectsRoot), FromUtf8(archiveRoot));

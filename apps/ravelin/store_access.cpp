@@ -7,6 +7,7 @@
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
 #include "store/data_cursor.h"
+#include "store/maintenance.h"
 
 namespace ravelin::cli {
 
@@ -14,11 +15,13 @@ std::shared_ptr<dao::Database> OpenStore(Context& ctx) {
   try {
     return store::detail::OpenMailDatabase();
   } catch (const Error& e) {
+    const std::string cause = ToUtf8(store::DescribeFailure(ErrObject::From(e)));
     if (e.Number() == dao::dberr::kFileInUse)
-      ctx.err << "ravelin: the mail database is in use by another program (" << ToUtf8(e.Description())
-              << "); try again when it is closed\n";
+      ctx.err << "ravelin: " << cause << "; try again when it is closed
+";
     else
-      ctx.err << "ravelin: cannot open the mail database: " << ToUtf8(e.Description()) << "\n";
+      ctx.err << "ravelin: cannot open the mail database: " << cause << "
+";
     return nullptr;
   }
 }
@@ -40,7 +43,7 @@ std::optional<LetterState> FindLetter(Context& ctx, int32_t key) {
     auto db = store::detail::OpenMailDatabase();
     rs = OpenLetterRow(*db, key);
   } catch (const Error& e) {
-    ctx.err << "ravelin: cannot open the mail database: " << ToUtf8(e.Description()) << "\n";
+    ctx.err << "ravelin: cannot open the mail database: " << ToUtf8(store::DescribeFailure(ErrObject::From(e))) << "\n";
     return std::nullopt;
   }
   if (!rs) {
@@ -67,8 +70,8 @@ size_t ReportCount() {
 
 std::string LastReport(size_t before) {
   if (DefaultHostCommon* h = DefaultHost(); h && h->Reports().size() > before) {
-    const auto& r = h->Reports().back();
-    return ToUtf8(r.err.Description.empty() ? DefaultErrorText(r.err.Number) : r.err.Description);
+    // A failure of the environment (full disk, read-only or busy store) says its cause.
+    return ToUtf8(store::DescribeFailure(h->Reports().back().err));
   }
   return "the letter could not be stored";
 }

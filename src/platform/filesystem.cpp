@@ -45,7 +45,79 @@ std::map<std::string, int32_t>& FallbackAttrs() {
 
 }  // namespace
 
-std::string NativePath(const std::u16string& path) { return ToUtf8(path); }
+std::string NativePath(const std::u16string& path) {
+  std::string out;
+  out.reserve(path.size());
+  const auto put = [&](uint32_t c) {
+    if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else if (c < 0x800) {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out += static_cast<char>(0xE0 | (c >> 12));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out += static_cast<char>(0xF0 | (c >> 18));
+      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  };
+  for (size_t i = 0; i < path.size(); ++i) {
+    const char16_t u = path[i];
+    if (u >= 0xD800 && u <= 0xDBFF && i + 1 < path.size() && path[i + 1] >= 0xDC00 && path[i + 1] <= 0xDFFF) {
+      put(0x10000 + ((static_cast<uint32_t>(u) - 0xD800) << 10) + (path[i + 1] - 0xDC00));
+      ++i;
+    } else if (u >= 0xDC80 && u <= 0xDCFF) {
+      out += static_cast<char>(u - 0xDC00);  // an octet of a name that isn't UTF-8
+    } else if (u >= 0xD800 && u <= 0xDFFF) {
+      put(0xFFFD);
+    } else {
+      put(u);
+    }
+  }
+  return out;
+}
+
+std::u16string FromNativePath(std::string_view native) {
+  std::u16string out;
+  out.reserve(native.size());
+  size_t i = 0;
+  while (i < native.size()) {
+    const auto b = [&](size_t k) { return static_cast<unsigned char>(native[k]); };
+    const unsigned char c = b(i);
+    size_t len = 0;
+    uint32_t cp = 0;
+    if (c < 0x80) len = 1, cp = c;
+    else if (c >= 0xC2 && c <= 0xDF) len = 2, cp = c & 0x1F;
+    else if (c >= 0xE0 && c <= 0xEF) len = 3, cp = c & 0x0F;
+    else if (c >= 0xF0 && c <= 0xF4) len = 4, cp = c & 0x07;
+    bool ok = len > 0 && i + len <= native.size();
+    for (size_t k = 1; ok && k < len; ++k) {
+      if ((b(i + k) & 0xC0) != 0x80) ok = false;
+      else cp = (cp << 6) | (b(i + k) & 0x3F);
+    }
+    // Overlong forms, surrogates and values past U+10FFFF are not UTF-8 either.
+    if (ok && ((len == 3 && cp < 0x800) || (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)) ||
+               (cp >= 0xD800 && cp <= 0xDFFF)))
+      ok = false;
+    if (!ok) {
+      out += static_cast<char16_t>(0xDC00 + c);
+      ++i;
+      continue;
+    }
+    if (cp >= 0x10000) {
+      out += static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      out += static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+    } else {
+      out += static_cast<char16_t>(cp);
+    }
+    i += len;
+  }
+  return out;
+}
 
 bool FileExists(const std::u16string& path) {
   struct stat st;
@@ -201,7 +273,7 @@ std::vector<std::u16string> ListFiles(const std::u16string& folder) {
   std::vector<std::u16string> out;
   std::error_code ec;
   for (auto it = stdfs::directory_iterator(P(folder), ec); !ec && it != stdfs::directory_iterator(); it.increment(ec)) {
-    if (it->is_regular_file(ec)) out.push_back(FromUtf8(it->path().string()));
+    if (it->is_regular_file(ec)) out.push_back(FromNativePath(it->path().string()));
   }
   std::sort(out.begin(), out.end());
   return out;

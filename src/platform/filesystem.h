@@ -57,8 +57,12 @@ std::u16string FileName(const std::u16string& path);
 std::u16string JoinPath(const std::u16string& folder, const std::u16string& name);
 std::u16string AddPathSlash(const std::u16string& folder);
 
-// The native form of a path for the C library and SQLite.
+// The native form of a path for the C library and SQLite: UTF-8, except that the units
+// U+DC80..U+DCFF stand for the octets 0x80..0xFF of a name that isn't UTF-8.
 std::string NativePath(const std::u16string& path);
+// A path as the system gives it (octets): UTF-8 decoded, and every octet that isn't part
+// of valid UTF-8 kept as U+DC80..U+DCFF, so that NativePath gives the same octets back.
+std::u16string FromNativePath(std::string_view native);
 
 // Whole-file I/O on octets.
 std::string ReadAll(const std::u16string& path);           // raises 53 when missing

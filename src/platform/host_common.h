@@ -41,6 +41,7 @@ class DefaultHostCommon : public HostCommon {
   std::u16string Home() const;
   const std::u16string& HostPath() const { return hostPath_; }
   void SetQuiet(bool quiet) { quiet_ = quiet; }
+  bool Quiet() const { return quiet_; }
 
   struct Report {
     ErrObject err;

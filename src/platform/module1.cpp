@@ -142,8 +142,20 @@ void WriteViewFlags(const ViewFlags& flags) {
 }
 
 int32_t GetMsgCount() {
+  bool clamped = false;
+  return GetMsgCount(clamped);
+}
+
+int32_t GetMsgCount(bool& clamped) {
+  // A page of letters is 1 to kMaxMsgCount long; anything else in the file (0, a negative
+  // or huge number, a word) would give an empty or absurd page.
+  clamped = true;
   try {
-    return static_cast<int32_t>(Val(ReadSetting(u"Letter", u"MsgCount", u"10", 1024)));
+    const double v = Val(ReadSetting(u"Letter", u"MsgCount", u"10", 1024));
+    if (!(v >= 1)) return 10;
+    if (v > kMaxMsgCount) return kMaxMsgCount;
+    clamped = false;
+    return static_cast<int32_t>(v);
   } catch (...) {
     return 10;
   }

@@ -47,7 +47,11 @@ struct ViewFlags {
 // Reads the three viewer flags; a key whose value is empty keeps the previous value.
 void ReadViewFlags(ViewFlags& flags);
 void WriteViewFlags(const ViewFlags& flags);
-int32_t GetMsgCount();      // Letter/MsgCount, default 10
+int32_t GetMsgCount();      // Letter/MsgCount, default 10; kept within 1..kMaxMsgCount
+inline constexpr int32_t kMaxMsgCount = 1000;
+// The same; `clamped` tells that the setting was out of range or no number (its default
+// 10 is then used below 1 or for a word, kMaxMsgCount above it).
+int32_t GetMsgCount(bool& clamped);
 void SetMsgCount(int32_t n);
 int32_t GetCheckBase();     // AVP/CheckBase, default 1
 // Main/CodePage: the ANSI code page the user chose for octets without a charset (1251

@@ -764,7 +764,12 @@ void Connection::Commit() {
 }
 
 void Connection::Savepoint(int level) {
-  if (!inTxn_) Begin();
+  if (!inTxn_) {
+    Begin();
+  } else if (sqlite3_get_autocommit(db_)) {
+    // The outer transaction was ended by a failed write: nothing may go on inside it.
+    ThrowSqlite(nullptr, lastFailure == SQLITE_OK ? SQLITE_IOERR : lastFailure, u"the changes were not saved");
+  }
   Exec("SAVEPOINT rv_level" + std::to_string(level));
   savepoints_.push_back(level);
 }

@@ -49,7 +49,7 @@ EngineState& State() {
   return *s;
 }
 
-fsys::path PathOf(std::u16string_view p) { return fsys::path(ToUtf8(p)); }
+fsys::path PathOf(std::u16string_view p) { return fsys::path(fs::NativePath(std::u16string(p))); }
 
 std::string KeyOf(const fsys::path& p) {
   std::error_code ec;
@@ -374,6 +374,17 @@ std::vector<std::u16string> DBEngine::CheckIntegrity(std::u16string_view path, b
   int fd = LockFile(p, false, path);
   sqlite3* db = nullptr;
   std::vector<std::u16string> problems;
+  // A read-only connection leaves the log files it had to make; those that weren't there
+  // go again afterwards (a stale log beside a file would be replayed into it).
+  std::vector<fsys::path> made;
+  for (const char* suffix : {"-wal", "-shm"}) {
+    fsys::path side(p.string() + suffix);
+    if (!fsys::exists(side, ec)) made.push_back(side);
+  }
+  const auto tidy = [&] {
+    if (State().open.count(KeyOf(p)) && !State().open[KeyOf(p)].expired()) return;
+    for (const auto& side : made) fsys::remove(side, ec);
+  };
   try {
     // Read-only, and without creating a log: a check must not change what it checks.
     db = RawOpen(p, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, path);
@@ -385,7 +396,16 @@ std::vector<std::u16string> DBEngine::CheckIntegrity(std::u16string_view path, b
     while ((rc = sqlite3_step(st.get())) == SQLITE_ROW) {
       const char* row = reinterpret_cast<const char*>(sqlite3_column_text(st.get(), 0));
       std::string text = row ? row : "";
-      if (text != "ok") problems.push_back(FromUtf8(text));
+      if (text == "ok") continue;
+      // One problem a line; the line naming the schema says nothing to a user.
+      size_t from = 0;
+      while (from <= text.size()) {
+        size_t nl = text.find('\n', from);
+        if (nl == std::string::npos) nl = text.size();
+        const std::string line = text.substr(from, nl - from);
+        if (!line.empty() && line.rfind("*** in database", 0) != 0) problems.push_back(FromUtf8(line));
+        from = nl + 1;
+      }
     }
     if (rc != SQLITE_DONE) {
       const int code = rc & 0xff;
@@ -396,12 +416,14 @@ std::vector<std::u16string> DBEngine::CheckIntegrity(std::u16string_view path, b
     }
   } catch (const Error& e) {
     if (db) sqlite3_close_v2(db);
+    tidy();
     ::close(fd);
     // A file damaged where its header or catalogue lies can't even be read.
     if (e.Number() == dberr::kCorrupt) return {e.Description()};
     throw;
   }
   sqlite3_close_v2(db);
+  tidy();
   ::close(fd);
   return problems;
 }
@@ -453,6 +475,9 @@ void DBEngine::BackupDatabase(std::u16string_view src, std::u16string_view dst) 
       if (ec.value() == ENOSPC) ThrowDb(dberr::kDiskFull, u"Not enough space on disk. (" + part + u")");
       ThrowDb(dberr::kDiskIO, u"Disk I/O error during read or write. (" + part + u")");
     }
+    // The copy is whole in itself: a log left beside an older file of its name must not
+    // be replayed into it.
+    RemoveStaleSidecars(PathOf(dst));
     fs::ReplaceFile(part, std::u16string(dst));
   } catch (...) {
     ::close(fd);
