@@ -159,10 +159,15 @@ std::vector<Source> CollectSources(const std::vector<std::string>& paths) {
 }
 
 // Why octets can't be a message, or "" when they may be one: the reader takes anything
-// else (an mbox "From " line, an old "From  :" header, a blank first line).
+// else (an mbox "From " line, an old "From  :" header, a blank first line). A header block
+// is text, so a character 0 ahead of the first blank line (in the first 8 KiB) tells
+// binary data; behind it, a part sent as binary may hold any octet.
 std::string NotMail(std::string_view octets) {
   if (octets.empty()) return "empty";
-  if (octets.substr(0, 8192).find('\0') != std::string_view::npos) return "binary data, not a mail message";
+  std::string_view head = octets.substr(0, 8192);
+  const size_t blank = std::min(head.find("\n\n"), head.find("\r\n\r\n"));
+  if (blank != std::string_view::npos) head = head.substr(0, blank);
+  if (head.find('\0') != std::string_view::npos) return "binary data, not a mail message";
   return {};
 }
 
