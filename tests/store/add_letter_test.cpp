@@ -196,8 +196,8 @@ TEST_F(AddLetterTest, AFailingStepFailsAloneAndNoLinkOutlivesItsLetter) {
   const int32_t plain = Add(Header(u"a@b.c", u"d@e.f", u"plain"));
   EXPECT_EQ(Count(u"Select * from Letters where [Read]=False"), 2u);
 
-  // A letter row the database refuses: no key, and the project and pack links written
-  // ahead of it are gone again.
+  // A letter row the database refuses: no key but the failure, and the project and pack
+  // links written ahead of it are gone again.
   {
     sqlite3* raw = nullptr;
     ASSERT_EQ(sqlite3_open(fs::NativePath(module1::GetEmailDbPath()).c_str(), &raw), SQLITE_OK);
@@ -215,7 +215,7 @@ TEST_F(AddLetterTest, AFailingStepFailsAloneAndNoLinkOutlivesItsLetter) {
   f.fData = u"x";
   h.attFiles = {f};
   int32_t folder = Inbox;
-  EXPECT_EQ(store::AddLetterFromMailHeader(h, folder, 0, u"Work", false, pack), u"");
+  EXPECT_NE(ErrorOf([&] { store::AddLetterFromMailHeader(h, folder, 0, u"Work", false, pack); }), 0);
   EXPECT_EQ(Count(u"Select * from Letters"), 2u);
   const auto linked = [&](const std::u16string& sql) {
     std::set<int32_t> keys;
