@@ -1,6 +1,7 @@
 // The verdict on octets before they are read as a mail message (see message_check.h).
 #include "message_check.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/filesystem.h"
@@ -11,9 +12,14 @@ namespace {
 constexpr size_t kLook = 8192;  // a message shows what it is within its first octets
 }  // namespace
 
+// A header block is text, so a character 0 ahead of the first blank line tells binary
+// data; behind it, a part sent as binary may hold any octet.
 std::string NotMail(std::string_view octets) {
   if (octets.empty()) return "empty";
-  if (octets.substr(0, kLook).find('\0') != std::string_view::npos) return "binary data, not a mail message";
+  std::string_view head = octets.substr(0, kLook);
+  const size_t blank = std::min(head.find("\n\n"), head.find("\r\n\r\n"));
+  if (blank != std::string_view::npos) head = head.substr(0, blank);
+  if (head.find('\0') != std::string_view::npos) return "binary data, not a mail message";
   return {};
 }
 

@@ -24,8 +24,8 @@ std::u16string MailFolderName(int32_t folder);
 //   strEmail: the recipient as the caller knows it; it wins over a To that doesn't hold it.
 // mheader.Message receives the raw body (read in the ANSI code page) when the letter has
 // neither text nor a content type. Returns the new key as decimal text; "" when the
-// database can't be opened or the letter's row can't be saved (the project and pack
-// links written for it are then taken out again, so no row points at a missing letter).
+// database can't be opened. A letter whose rows can't be written is undone whole (no
+// project, pack or file row is left pointing at it) and the failure is thrown.
 std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder, int32_t msgSize = 0,
                                        const std::u16string& Project = {}, bool InsArcPrj = false,
                                        int32_t PackNumber = 0, const std::u16string& strEmail = {});

@@ -198,8 +198,10 @@ TEST_F(Cli, ImportsMailboxesLetterByLetter) {
   std::ofstream(mbox, std::ios::binary)
       << "From a@example.org Mon Nov  2 08:15:00 2026\nSubject: tickets\nDate: Mon, 2 Nov 2026 08:15:00 +0000\n\n"
          ">From the station.\n\n"
-         "From a@example.org Mon Nov  2 08:16:00 2026\nSubject: broken\n\n"
-      << std::string("x\0y\n\n", 5)
+         "From a@example.org Mon Nov  2 08:16:00 2026\n"
+      << std::string("Subject: bro\0ken\n\nx\n\n", 21)  // a character 0 in the head: no mail
+      << "From a@example.org Mon Nov  2 08:16:30 2026\nSubject: raw part\nContent-Transfer-Encoding: binary\n\n"
+      << std::string("a\0b\n\n", 5)  // behind the head, a binary part may hold any octet
       << "From a@example.org Mon Nov  2 08:17:00 2026\nSubject: hotel\nDate: Tue, 3 Nov 2026 08:15:00 +0000\n\nok\n";
   const stdfs::path box = files.path() / ".Work";
   stdfs::create_directories(box / "cur");
@@ -209,7 +211,7 @@ TEST_F(Cli, ImportsMailboxesLetterByLetter) {
   const Outcome r = Do({"import", mbox.string(), box.string(), "--project-from-folder", "--project", "Mail"});
   EXPECT_EQ(r.code, 1);
   EXPECT_EQ(r.err, "ravelin: " + mbox.string() + ": letter 2 (line 7): binary data, not a mail message\n");
-  EXPECT_EQ(r.out, "imported 4, failed 1 (Inbox 4)\n");
+  EXPECT_EQ(r.out, "imported 5, failed 1 (Inbox 5)\n");
   // Each mailbox under a project of its name; newest first by the date shown; the seen
   // flag kept.
   const Outcome travel = Do({"list", "--project", "Mail\\Travel"});

@@ -231,7 +231,11 @@ TEST_F(MaintenanceTest, HeldOrUnreadableFilesAreLeftAlone) {
   fs::DeleteFile(path);
   fs::WriteAll(path, "not a database at all");
   user().shown.clear();
-  EXPECT_EQ(store::CorrectDB(path).outcome, store::CorrectOutcome::Created);
+  const store::CorrectResult made = store::CorrectDB(path);
+  EXPECT_EQ(made.outcome, store::CorrectOutcome::Created);
+  // What was tried is said as it went: no "compacted" for a compaction that failed.
+  ASSERT_FALSE(made.conversions.empty());
+  EXPECT_EQ(made.conversions.front(), u"could not compact a file of unrecognised format");
   std::vector<std::u16string> aside;
   for (const auto& f : fs::ListFiles(fs::ParentFolder(path)))
     if (fs::FileName(f).rfind(u"EmailW.damaged-", 0) == 0) aside.push_back(f);
