@@ -13,21 +13,32 @@ packages=(
 )
 # Only for comparison benchmarks against a peer implementation.
 bench_packages=(libgmime-3.0-dev)
+# Only for the browser tests of the viewer (driven by playwright-core from npm, below).
+browser_packages=(chromium)
 
 missing=()
-for p in "${packages[@]}" "${bench_packages[@]}"; do
+for p in "${packages[@]}" "${bench_packages[@]}" "${browser_packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
     missing+=("$p")
   fi
 done
 
-if [ ${#missing[@]} -eq 0 ]; then
-  exit 0
-fi
-
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
-echo "setup: installing ${missing[*]}" >&2
-export DEBIAN_FRONTEND=noninteractive
-$SUDO apt-get update -qq
-$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}" >&2
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+# playwright-core for the browser tests, at the version tests/browser/package-lock.json
+# pins; node and npm from Debian when the machine has none.
+browser_dir="$(dirname "$0")/../tests/browser"
+if [ ! -d "$browser_dir/node_modules/playwright-core" ]; then
+  if ! command -v npm >/dev/null 2>&1; then
+    $SUDO apt-get install -y -qq --no-install-recommends nodejs npm >/dev/null
+  fi
+  echo "setup: installing playwright-core for the browser tests" >&2
+  (cd "$browser_dir" && npm ci --no-audit --no-fund --silent)
+fi

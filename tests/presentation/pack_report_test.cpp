@@ -6,9 +6,11 @@
 
 #include "formats/charsets.h"
 #include "formats/message_builder.h"
+#include "presentation/letter_html.h"
 #include "presentation/pack_report.h"
 #include "presentation_fixture.h"
 #include "runtime/vbstring.h"
+#include "store/data_cursor.h"
 #include "store/record_sources.h"
 
 namespace ravelin::test {
@@ -118,6 +120,30 @@ TEST_F(PackReportTest, StopHalfWayKeepsAValidPageOfTheLettersDone) {
   mail.Unsubscribe(events);
   mail.Subscribe(all);
   EXPECT_EQ(Count(mail.GetPackReport(pack), u"<tr><td colSpan=2 bgcolor="), 2000u);
+}
+
+TEST_F(PackReportTest, WindowCursorsFollowEachLetterThroughReposition) {
+  const int32_t pack = NewPack(u"Cursors");
+  AddLetter(u"a@example.org", u"a", u"plain text", {}, 0, pack, u"1/4/2017 10:00:00 AM");
+  AddLetter(u"b@example.org", u"b", u"", {HtmlBody(u"<html><body class=x>rich</body></html>")}, 0, pack,
+            u"1/5/2017 10:00:00 AM");
+  // As the pack window does: the Files view and the tag follow the letters' cursor.
+  DataCursor letters(module1::GetEmailDbPath(), store::GetPackMsgRecordSource(pack, 0, false));
+  DataCursor files;
+  letters.OnReposition([&] {
+    const int32_t key = NullConvLng(letters.Recordset()->GetField(u"key"));
+    files.SetDatabaseName(module1::GetEmailDbPath());
+    files.SetRecordSource(store::GetAttachRecordSource(key));
+    files.Refresh();
+    Extraction ex;
+    std::u16string folder;
+    letters.SetTag(files.Recordset()->Eof() ? 0 : ExtractAttachments2(*files.Recordset(), ex, folder));
+  });
+  letters.Refresh();
+  std::u16string title = u"Cursors";
+  const std::u16string doc = mail.GetHTMLPack(letters, files, title);
+  EXPECT_NE(doc.find(u"<td>plain text</td>"), std::u16string::npos) << ToUtf8(doc);
+  EXPECT_NE(doc.find(u"<td class=x>rich</td>"), std::u16string::npos) << ToUtf8(doc);
 }
 
 class SavePack : public PackReportTest {
