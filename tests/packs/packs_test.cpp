@@ -52,6 +52,36 @@ TEST_F(PacksTest, NewPackTakesATrimmedNameAndThePickedLetters) {
   EXPECT_FALSE(stdfs::exists(Archive() / "Acme"));
 }
 
+TEST_F(PacksTest, NewPackInThePropertyWindowIsPrefilledFromAListItem) {
+  const int32_t a = Letter();
+  ListItem from{u"Ann Smith", {}, {}, {}, {}, {}, {{u"Ann Smith <ann@acme.com>", {}}}};
+  SharedPackPropertyWindow().show = [](PackPropertyWindow& w) {
+    EXPECT_EQ(w.txtName, u"Ann Smith");
+    EXPECT_EQ(w.txtSender, u"ann@acme.com");
+    EXPECT_EQ(w.txtSenderName, u"Ann Smith");
+    EXPECT_TRUE(w.chkSender);
+    EXPECT_EQ(w.LvwPrj.Count(), 1);
+    w.txtPackComments = u"from the address book";
+    return true;
+  };
+  picker().letters = {NumToText(a)};
+  const int32_t n = NewPack(u"Projects\\Ann", false, true, &from);
+  ASSERT_GT(n, 0);
+  Row r = Rows(u"Select * from Packs")[0];
+  EXPECT_EQ(Text(r, u"Name"), u"Ann Smith");
+  EXPECT_EQ(Text(r, u"Comments"), u"from the address book");
+  EXPECT_EQ(Links(), (std::set<std::u16string>{P(n, u"Projects\\Ann")}));
+  EXPECT_EQ(Items(), (std::set<std::pair<int32_t, int32_t>>{{n, a}}));
+
+  // Cancelled: no pack, no letters asked for.
+  SharedPackPropertyWindow().show = [](PackPropertyWindow&) { return false; };
+  picker().lettersAsked = 0;
+  EXPECT_EQ(NewPack(u"", false, true, &from), 0);
+  EXPECT_EQ(Rows(u"Select * from Packs").size(), 1u);
+  EXPECT_EQ(picker().lettersAsked, 0);
+  SharedPackPropertyWindow().show = nullptr;
+}
+
 TEST_F(PacksTest, RecycledAndRestoredLettersGoBackTheOneInRecycleStays) {
   const int32_t inbox = Letter(Inbox), sent = Letter(Sent), gone = Letter(Inbox);
   const int32_t pack = AddPack(u"p");
