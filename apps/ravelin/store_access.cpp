@@ -17,11 +17,9 @@ std::shared_ptr<dao::Database> OpenStore(Context& ctx) {
   } catch (const Error& e) {
     const std::string cause = ToUtf8(store::DescribeFailure(ErrObject::From(e)));
     if (e.Number() == dao::dberr::kFileInUse)
-      ctx.err << "ravelin: " << cause << "; try again when it is closed
-";
+      ctx.err << "ravelin: " << cause << "; try again when it is closed\n";
     else
-      ctx.err << "ravelin: cannot open the mail database: " << cause << "
-";
+      ctx.err << "ravelin: cannot open the mail database: " << cause << "\n";
     return nullptr;
   }
 }
