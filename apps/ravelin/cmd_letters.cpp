@@ -16,6 +16,7 @@
 #include "runtime/value.h"
 #include "runtime/vbstring.h"
 #include "store/data_cursor.h"
+#include "store/maintenance.h"
 #include "store/record_sources.h"
 #include "store_access.h"
 #include "terminal.h"
@@ -269,7 +270,7 @@ int List(Context& ctx, const Args& args) {
   try {
     page = ReadPage(statement, *request, std::max(1, ctx.mail.GetMsgListCount()));
   } catch (const Error& e) {
-    ctx.err << "ravelin: cannot list: " << ToUtf8(e.Description()) << "\n";
+    ctx.err << "ravelin: cannot list: " << ToUtf8(store::DescribeFailure(ErrObject::From(e))) << "\n";
     return 1;
   }
   if (request->json) PrintListJson(ctx.out, page);
@@ -345,7 +346,7 @@ int Show(Context& ctx, const Args& args) {
     else PrintLetterText(ctx.out, *key, *letter, *files);
     return 0;
   } catch (const Error& e) {
-    ctx.err << "ravelin: cannot read letter " << *key << ": " << ToUtf8(e.Description()) << "\n";
+    ctx.err << "ravelin: cannot read letter " << *key << ": " << ToUtf8(store::DescribeFailure(ErrObject::From(e))) << "\n";
     return 1;
   }
 }

@@ -37,7 +37,7 @@ Value FitToField(dao::FieldRef field, const std::u16string& text) {
 // Refuses, before anything is written, a letter with a part larger than one field of
 // the database can hold: stored, it would come back empty.
 void CheckLetterFits(const mailHeader& mheader) {
-  static const int64_t limit = dao::Engine().MaxValueBytes();
+  const int64_t limit = dao::Engine().MaxValueBytes();
   for (const AttachFile& a : mheader.attFiles) {
     const int64_t octets = static_cast<int64_t>(a.fData.size());
     if (octets <= limit) continue;

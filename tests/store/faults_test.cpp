@@ -268,6 +268,23 @@ TEST_F(FaultsTest, WriteLockHeldPastTheWaitIsToldAndNothingIsStored) {
   EXPECT_EQ(LetterCount(), 1u);
 }
 
+TEST_F(FaultsTest, APartLargerThanOneValueIsRefusedBeforeAnythingIsWritten) {
+  auto& tuning = dao::Engine().tuning();
+  const int64_t saved = tuning.maxValueBytes;
+  tuning.maxValueBytes = 100000;
+  std::map<int32_t, int> reported{{Store(0, 90000), 0}};
+  try {
+    Store(1, 150000);
+    ADD_FAILURE() << "a part over the limit was stored";
+  } catch (const Error& e) {
+    EXPECT_EQ(e.Number(), dao::dberr::kFieldTooSmall);
+    EXPECT_NE(e.Description().find(u"part1.bin"), std::u16string::npos) << ToUtf8(e.Description());
+  }
+  tuning.maxValueBytes = saved;
+  EXPECT_EQ(LetterCount(), 1u);
+  ExpectHeld(reported, 90000);
+}
+
 TEST_F(FaultsTest, DamagedFilesAreFoundAndNeverReplaceTheBackup) {
   constexpr size_t kPart = 20000;
   std::map<int32_t, int> reported;

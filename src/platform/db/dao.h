@@ -597,6 +597,7 @@ class DBEngine {
     std::u16string journalMode = u"WAL";     // WAL, DELETE, TRUNCATE or PERSIST
     std::u16string synchronous = u"FULL";    // FULL or NORMAL
     int32_t busyTimeoutMs = 5000;            // wait for another process's lock
+    int64_t maxValueBytes = 0;               // lower limit of one value (0: the engine's own)
   };
 
   // Creates a new file: 3204 when it exists. `locale` is the collating locale text

@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -81,6 +82,8 @@ int LockFile(const fsys::path& p, bool exclusive, std::u16string_view shown) {
 void Configure(sqlite3* db) {
   const auto& t = State().tuning;
   sqlite3_busy_timeout(db, t.busyTimeoutMs);
+  if (t.maxValueBytes > 0 && t.maxValueBytes < INT32_MAX)
+    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, static_cast<int>(t.maxValueBytes));
   RegisterFunctions(db);
   std::string pragmas = "PRAGMA journal_mode=" + ToUtf8(t.journalMode) + "; PRAGMA synchronous=" +
                         ToUtf8(t.synchronous) + "; PRAGMA foreign_keys=OFF;";
@@ -487,15 +490,17 @@ void DBEngine::BackupDatabase(std::u16string_view src, std::u16string_view dst) 
 }
 
 int64_t DBEngine::MaxValueBytes() const {
-  // The compiled limit; a connection can only lower it, and ours never do.
-  sqlite3* db = nullptr;
-  if (sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+  // The compiled limit, which a connection can only lower.
+  static const int64_t compiled = [] {
+    sqlite3* db = nullptr;
+    int64_t limit = 1000000000;
+    if (sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK)
+      limit = sqlite3_limit(db, SQLITE_LIMIT_LENGTH, -1);
     if (db) sqlite3_close_v2(db);
-    return 1000000000;
-  }
-  const int64_t limit = sqlite3_limit(db, SQLITE_LIMIT_LENGTH, -1);
-  sqlite3_close_v2(db);
-  return limit;
+    return limit;
+  }();
+  const int64_t asked = State().tuning.maxValueBytes;
+  return asked > 0 && asked < compiled ? asked : compiled;
 }
 
 // ---- Database -------------------------------------------------------------------------

@@ -142,6 +142,39 @@ TEST_F(EngineTest, UpgradingAStoredTableKeepsItsRows) {
   EXPECT_EQ(ErrorOf([&] { db->TableDefs().Delete(u"Letters"); }), dberr::kTableLocked);
 }
 
+TEST_F(EngineTest, InnerTransactionsUndoOnlyTheirOwnWork) {
+  Engine().BeginTrans();
+  AddLetter(u"outer");
+  Engine().BeginTrans();
+  AddLetter(u"inner, undone");
+  Engine().Rollback();
+  EXPECT_EQ(Engine().TransactionDepth(), 1);
+  Engine().BeginTrans();
+  AddLetter(u"inner, kept");
+  Engine().CommitTrans();
+  // A database opened and closed inside the transaction leaves its work in it.
+  {
+    auto other = OpenDatabase(path);
+    auto rs = other->OpenRecordset(u"Packs");
+    rs->AddNew();
+    rs->Fields(u"Name") = Value(u"from a closed database");
+    rs->Update();
+    rs->Close();
+    other->Close();
+  }
+  Engine().CommitTrans();
+  EXPECT_EQ(CountOf(u"Select * from Letters where Subject=\"inner, undone\""), 0);
+  EXPECT_EQ(CountOf(u"Letters"), 2);
+  EXPECT_EQ(CountOf(u"Packs"), 1);
+  // Undoing the outer transaction undoes what its inner ones kept.
+  Engine().BeginTrans();
+  Engine().BeginTrans();
+  AddLetter(u"gone with the outer");
+  Engine().CommitTrans();
+  Engine().Rollback();
+  EXPECT_EQ(CountOf(u"Letters"), 2);
+}
+
 TEST_F(EngineTest, ConnectionsShareRowsAndTheTransaction) {
   auto second = OpenDatabase(path, false, false, u"Access");
   AddLetter(u"from the first");
