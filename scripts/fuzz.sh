@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds the libFuzzer targets with clang and runs each for a while.
 #   scripts/fuzz.sh [SECONDS [TARGET...]]    (default 60 s each; targets: mime_parser,
-#                                             header_decoder, date_reader, sql_translator)
+#                                             header_decoder, date_reader, sql_translator,
+#                                             mbox_splitter)
 # Inputs that crash are copied to tests/formats/fuzz_regressions/ (named after the target),
 # which the reader's unit test replays. The growing corpora live in the build folder; the
 # reader's is seeded from samples/ and from the shared corpus of real mail beside the
@@ -9,7 +10,7 @@
 set -eu
 seconds="${1:-60}"
 [ $# -gt 0 ] && shift
-targets="${*:-mime_parser header_decoder date_reader sql_translator}"
+targets="${*:-mime_parser header_decoder date_reader sql_translator mbox_splitter}"
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="${RAVELIN_FUZZ_BUILD:-$root/build-fuzz}"
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
