@@ -172,6 +172,7 @@ bool ImportAll(Context& ctx, std::vector<ImportItem>& items, const ImportOptions
   const bool progress = isatty(2) && items.size() >= 20;
   auto keep = OpenStore(ctx);
   if (!keep) return false;
+  store::ImportRun run;  // the account addresses are read once for all the files
   {
     BatchedTransaction batch(ctx);
     for (size_t i = 0; i < items.size(); ++i) {

@@ -184,11 +184,65 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   return result;
 }
 
+namespace {
+
+// The addresses of the import run under way, in the order they are tried.
+struct RunAccounts {
+  bool active = false;
+  bool read = false;
+  std::vector<std::u16string> addresses;
+};
+RunAccounts& CurrentRun() {
+  static RunAccounts run;
+  return run;
+}
+
+// Sent for a letter from one of the addresses to a stranger, else Inbox.
+MailFolders FolderByAddresses(const std::vector<std::u16string>& addresses, const std::u16string& fromAddr,
+                              const std::u16string& toAddr) {
+  for (const auto& address : addresses) {
+    if (TextEquals(toAddr, address)) return Inbox;
+    if (TextEquals(fromAddr, address)) return Sent;
+  }
+  return Inbox;
+}
+
+// Every account's address, from the last row to the first. Throws what the engine throws.
+std::vector<std::u16string> ReadAccountAddresses() {
+  std::vector<std::u16string> out;
+  auto db = detail::OpenMailDatabase();
+  auto rs = db->OpenRecordset(u"Accounts");
+  if (rs->RecordCount() > 0) {
+    rs->MoveLast();
+    for (; !rs->Bof(); rs->MovePrevious())
+      out.push_back(NullConvStr(rs->GetField(u"User")) + u"@" + NullConvStr(rs->GetField(u"@after")));
+  }
+  rs->Close();
+  db->Close();
+  return out;
+}
+
+}  // namespace
+
+ImportRun::ImportRun() : outer_(!CurrentRun().active) {
+  if (outer_) CurrentRun() = RunAccounts{true, false, {}};
+}
+
+ImportRun::~ImportRun() {
+  if (outer_) CurrentRun() = RunAccounts{};
+}
+
 MailFolders FindAccountByAddress(const mailHeader& mheader) {
   MailFolders result = Inbox;
   ResumeNext rn;
   const std::u16string fromAddr = GetEmail(mheader.From);
   const std::u16string toAddr = GetEmail(mheader.to);
+  if (RunAccounts& run = CurrentRun(); run.active) {
+    // Read once per run; a store that can't be read leaves every letter in Inbox, as below.
+    if (!run.read) run.addresses = rn.Value([] { return ReadAccountAddresses(); }, std::vector<std::u16string>());
+    run.read = true;
+    return FolderByAddresses(run.addresses, fromAddr, toAddr);
+  }
   std::shared_ptr<dao::Database> db;
   std::shared_ptr<dao::Recordset> rs;
   rn([&] { db = detail::OpenMailDatabase(); });
@@ -232,7 +286,7 @@ int32_t AddLetterFromEML(const std::u16string& FilePath, const std::u16string& r
     return 0;
   }
   CurrentHostCommon().SetHostPath(module1::EffectiveAppPath());
-  std::u16string text = BytesToByteText(fs::ReadAll(FilePath));
+  std::u16string text = fs::ReadAllByteText(FilePath);
   mailHeader mheader;
   GetSubItems(text, mheader);
   const int64_t length = static_cast<int64_t>(text.size());
