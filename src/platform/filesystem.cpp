@@ -1,6 +1,7 @@
 // The file-system object on POSIX, with the attribute word kept in an extended attribute.
 #include "platform/filesystem.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -176,6 +177,29 @@ std::string ReadAll(const std::u16string& path) {
     data.resize(static_cast<size_t>(in.gcount()));
   }
   return data;
+}
+
+std::u16string ReadAllByteText(const std::u16string& path) {
+  const int fd = ::open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw Error(errnum::kFileNotFound, DefaultErrorText(errnum::kFileNotFound) + u": " + path);
+  std::u16string text;
+  struct stat st {};
+  if (::fstat(fd, &st) == 0 && st.st_size > 0) text.reserve(static_cast<size_t>(st.st_size));
+  // Read a block at a time, each widened while it is still in the cache.
+  std::string block(size_t{1} << 16, '\0');
+  for (;;) {
+    const ssize_t n = ::read(fd, block.data(), block.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      const int e = errno;
+      ::close(fd);
+      RaiseFromErrno(e, path);
+    }
+    if (n == 0) break;
+    AppendByteText(text, std::string_view(block.data(), static_cast<size_t>(n)));
+  }
+  ::close(fd);
+  return text;
 }
 
 void WriteAll(const std::u16string& path, std::string_view data) {

@@ -46,6 +46,8 @@ std::string NativePath(const std::u16string& path);
 
 // Whole-file I/O on octets.
 std::string ReadAll(const std::u16string& path);           // raises 53 when missing
+// A whole file as byte text, widened as it is read (no copy of its octets is kept).
+std::u16string ReadAllByteText(const std::u16string& path);  // raises 53 when missing
 void WriteAll(const std::u16string& path, std::string_view data);  // create or truncate
 
 }  // namespace ravelin::fs
