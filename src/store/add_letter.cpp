@@ -49,8 +49,9 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
 
   std::shared_ptr<dao::Recordset> rsL, rsP, rsF;
   rn([&] { rsL = db->OpenRecordset(u"Letters", dao::dbOpenDynaset); });
-  rn([&] { rsP = db->OpenRecordset(u"Projects", dao::dbOpenDynaset); });
-  rn([&] { rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset); });
+  // The link and attachment tables are opened only for a letter that has rows for them.
+  if (Len(Trim(Project)) > 0) rn([&] { rsP = db->OpenRecordset(u"Projects", dao::dbOpenDynaset); });
+  if (GetUboundAttFiles(mheader) > 0) rn([&] { rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset); });
   rn([&] { Need(rsL).AddNew(); });
 
   rn([&] {
