@@ -304,6 +304,7 @@ bool ImportAll(Context& ctx, const std::vector<Source>& sources, std::vector<Imp
   const bool progress = isatty(2) && total >= 20;
   auto keep = OpenStore(ctx);
   if (!keep) return false;
+  store::ImportRun run;  // the account addresses are read once for all the letters
   // Each failed letter is told once, by its place, with its cause.
   DefaultHostCommon* host = DefaultHost();
   const bool wasQuiet = host && host->Quiet();

@@ -1,7 +1,8 @@
 // The mail store at size: a folder's first page through GetRecordSource (folder and
-// project scope), and CorrectDB on an up-to-date store, at 20,000 and 100,000 letters
-// so the growth with the store's size shows. The peer is the same first page read with
-// a hand-written statement straight through SQLite on the same file.
+// project scope), and CorrectDB on an up-to-date store, at 2,000, 20,000 and 100,000
+// letters so the growth with the store's size shows. The peer is the same first page read
+// with a hand-written statement straight through SQLite on the same file. Both sides keep
+// the file open between pages, as a window with its list does.
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -127,6 +128,7 @@ void ReadFirstPage(benchmark::State& state, const std::u16string& project, int32
   Ravelin mail;
   const int32_t page = mail.GetMsgListCount();
   int64_t rows = 0;
+  auto window = dao::OpenDatabase(s.db, false, false, u"Access");
   for (auto _ : state) {
     const std::u16string sql = mail.GetRecordSource(u"Inbox", project, flags, u"key desc", false);
     auto db = dao::OpenDatabase(s.db, false, false, u"Access");
@@ -139,6 +141,7 @@ void ReadFirstPage(benchmark::State& state, const std::u16string& project, int32
     rs->Close();
     db->Close();
   }
+  window->Close();
   state.counters["rows"] = benchmark::Counter(static_cast<double>(rows) / state.iterations());
 }
 
@@ -155,26 +158,25 @@ void BM_SqlitePeerFirstPage(benchmark::State& state) {
       "LEFT JOIN Projects P ON PI.Pack_N = P.\"Obj ID\" "
       "LEFT JOIN Projects P1 ON L.key = P1.\"Obj ID\" "
       "WHERE L.MailFolder = 'Inbox' ORDER BY L.key DESC";
+  sqlite3* db = nullptr;
+  sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+  // The file's text columns name a case-blind collation; an ASCII one serves the peer.
+  sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF8, nullptr,
+                           [](void*, int na, const void* a, int nb, const void* b) {
+                             int r = sqlite3_strnicmp(static_cast<const char*>(a), static_cast<const char*>(b),
+                                                      na < nb ? na : nb);
+                             return r != 0 ? r : na - nb;
+                           });
   for (auto _ : state) {
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-    // The file's text columns name a case-blind collation; an ASCII one serves the peer.
-    sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF8, nullptr,
-                             [](void*, int na, const void* a, int nb, const void* b) {
-                               int r = sqlite3_strnicmp(static_cast<const char*>(a), static_cast<const char*>(b),
-                                                        na < nb ? na : nb);
-                               return r != 0 ? r : na - nb;
-                             });
     sqlite3_stmt* st = nullptr;
     if (sqlite3_prepare_v2(db, sql, -1, &st, nullptr) != SQLITE_OK) {
       state.SkipWithError(sqlite3_errmsg(db));
-      sqlite3_close(db);
       break;
     }
     for (int i = 0; i < 10 && sqlite3_step(st) == SQLITE_ROW; ++i) benchmark::DoNotOptimize(sqlite3_column_text16(st, 1));
     sqlite3_finalize(st);
-    sqlite3_close(db);
   }
+  sqlite3_close(db);
 }
 
 void BM_CorrectDbCurrent(benchmark::State& state) {
@@ -185,10 +187,10 @@ void BM_CorrectDbCurrent(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_FolderFirstPage)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ProjectFirstPage)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_SqlitePeerFirstPage)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_CorrectDbCurrent)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FolderFirstPage)->Arg(2000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ProjectFirstPage)->Arg(2000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SqlitePeerFirstPage)->Arg(2000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CorrectDbCurrent)->Arg(2000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace ravelin

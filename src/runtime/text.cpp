@@ -1,12 +1,29 @@
 // Byte text and UTF-8 conversions.
 #include "runtime/text.h"
 
+#include <algorithm>
+
 namespace ravelin {
 
 std::u16string BytesToByteText(std::string_view octets) {
-  std::u16string out(octets.size(), u'\0');
-  for (size_t i = 0; i < octets.size(); ++i) out[i] = static_cast<unsigned char>(octets[i]);
+  std::u16string out;
+  out.reserve(octets.size());
+  AppendByteText(out, octets);
   return out;
+}
+
+void AppendByteText(std::u16string& text, std::string_view octets) {
+  // Widened a block at a time into a buffer that stays in the first-level cache, then
+  // appended: the large text is written once (a zero-filled string would be written twice).
+  constexpr size_t kBlock = 4096;
+  char16_t block[kBlock];
+  if (text.capacity() - text.size() < octets.size()) text.reserve(text.size() + octets.size());
+  for (size_t at = 0; at < octets.size(); at += kBlock) {
+    const size_t n = std::min(kBlock, octets.size() - at);
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(octets.data() + at);
+    for (size_t i = 0; i < n; ++i) block[i] = in[i];
+    text.append(block, n);
+  }
 }
 
 std::string ByteTextToBytes(std::u16string_view text) {

@@ -10,6 +10,9 @@ namespace ravelin {
 
 // Octets to byte text.
 std::u16string BytesToByteText(std::string_view octets);
+// Appends octets to byte text. The text's new length is written once, with no zero fill
+// first: reserve the whole length ahead and a file widens at the speed of a copy.
+void AppendByteText(std::u16string& text, std::string_view octets);
 // Byte text to octets; units above U+00FF become '?'.
 std::string ByteTextToBytes(std::u16string_view text);
 

@@ -61,6 +61,175 @@ const DateTime& InsertionClock() {
   return dt;
 }
 
+using RsPtr = std::shared_ptr<dao::Recordset>;
+
+// The "To" field: the letter's recipients, cut to the field's size with a warning; the
+// account's address when the recipients don't name it; "?" when there are none.
+void WriteTo(const RsPtr& rsL, const mailHeader& mheader, const std::u16string& strEmail) {
+  auto field = Need(rsL).Fields(u"To");
+  const int32_t limit = field.Size();
+  // The default text writes "% 1" with a blank, so only a language file that has "%1"
+  // shows the number.
+  const std::u16string text =
+      Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
+                                    u"The size of the field \"To\" is too large and will be truncated to % 1 "
+                                    u"characters"),
+              u"%1", NumToText(limit));
+  const auto headerTo = [&] {
+    if (Len(mheader.to) > limit) {
+      WideMsgBox(text, mb::kExclamation);
+      field = Value(Left(mheader.to, limit));
+    } else {
+      field = Value(mheader.to);
+    }
+  };
+  if (mheader.to.empty()) {
+    field = Value(strEmail.empty() ? std::u16string(u"?") : strEmail);
+  } else if (strEmail.empty() || InStr(1, mheader.to, strEmail, Compare::Text) > 0) {
+    headerTo();
+  } else {
+    field = Value(strEmail);
+  }
+}
+
+// The letter's own fields on the new row of Letters, each step on its own: a field that
+// can't be set stays empty and the next one follows. Works out the folder when it is -1.
+void WriteLetterFields(const RsPtr& rsL, mailHeader& mheader, int32_t& MailFolder, int32_t msgSize,
+                       const std::u16string& strEmail, ResumeNext& rn) {
+  rn([&] {
+    if (Len(mheader.Subject) > 0) {
+      auto f = Need(rsL).Fields(u"Subject");
+      f = FitToField(f, mheader.Subject);
+    }
+  });
+  rn([&] {
+    if (Len(mheader.From) > 0) {
+      auto f = Need(rsL).Fields(u"From");
+      f = FitToField(f, mheader.From);
+    }
+  });
+  // Stamped before the folder is worked out: a letter whose folder is still -1 here gets
+  // no arrival date even when it ends up in Inbox.
+  rn([&] {
+    if (MailFolder == Inbox) Need(rsL).SetField(u"DateReceived", Value(InsertionClock().NowGMT()));
+  });
+  // The engine reads the date text in the general date format.
+  rn([&] {
+    if (Len(mheader.strDate) > 0) Need(rsL).SetField(u"DateWrote", Value(mheader.strDate));
+  });
+  rn([&] { WriteTo(rsL, mheader, strEmail); });
+  rn([&] {
+    if (Len(mheader.Message) >= 1) {
+      Need(rsL).SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
+    } else if (mheader.Content_Type.empty()) {
+      // The raw body is octets with no charset: read in the ANSI code page.
+      mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);
+      if (!mheader.Message.empty()) Need(rsL).SetField(u"Message", Value(mheader.Message));
+    }
+  });
+  rn([&] {
+    if (MailFolder == -1) MailFolder = FindAccountByAddress(mheader);
+  });
+  // An unknown code gives "", which the field refuses: the folder then stays empty. (The
+  // refusal would only come at the row's Update, and undo the letter.)
+  rn([&] {
+    const std::u16string name = MailFolderName(MailFolder);
+    if (!name.empty()) Need(rsL).SetField(u"MailFolder", Value(name));
+  });
+  rn([&] { Need(rsL).SetField(u"Size", Value(msgSize < 1 ? mheader.mSize : msgSize)); });
+}
+
+// The letter's project link. The engine hands out the auto-number at AddNew, so the
+// letter's unsaved row already has its key. A link that can't be written undoes the letter.
+void WriteProjectLink(dao::Recordset& rsP, const Value& key, const std::u16string& Project, bool InsArcPrj,
+                      ResumeNext& rn) {
+  rsP.AddNew();
+  rsP.SetField(u"Obj ID", key);
+  rn([&] { rsP.SetField(u"ObjType", Value(static_cast<int32_t>(objLetter))); });
+  rn([&] { rsP.SetField(u"Project", strConvNull(Project)); });
+  rn([&] { rsP.SetField(u"InsArcPrj", Value(InsArcPrj)); });
+  rsP.Update();
+}
+
+void WritePackLink(dao::Database& db, const Value& key, int32_t PackNumber) {
+  auto rsPI = db.OpenRecordset(GetPackItemsRSbyLetter(key.AsLong()), dao::dbOpenDynaset);
+  rsPI->AddNew();
+  rsPI->SetField(u"Msg_N", key);
+  rsPI->SetField(u"Pack_N", Value(PackNumber));
+  rsPI->Update();
+  rsPI->Close();
+}
+
+// The letter's parts as rows of Files. The part's octets are the letter: a row whose data
+// can't be written undoes it; the other fields stay empty when they can't be set.
+void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader, ResumeNext& rn) {
+  const int32_t ubound = GetUboundAttFiles(mheader);
+  for (int32_t i = 1; i <= ubound; ++i) {
+    const AttachFile& a = mheader.attFiles[static_cast<size_t>(i - 1)];
+    rsF.AddNew();
+    rsF.SetField(u"N", key);
+    rn([&] { rsF.SetField(u"type", Value(a.ftype)); });
+    rn([&] { rsF.SetField(u"subtype", Value(a.fsubtype)); });
+    rn([&] {
+      if (Len(a.ContentDisposition) > 0) rsF.SetField(u"Content-Disposition", Value(a.ContentDisposition));
+    });
+    rn([&] {
+      if (Len(a.Content_ID) > 0) rsF.SetField(u"Content-ID", Value(a.Content_ID));
+    });
+    rn([&] { rsF.SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
+    // The builder reads the Charset column back into ContentTransferEncoding, where the
+    // parser keeps a part's charset. Byte text is kept octet for octet. A part handed in
+    // as true text (a unit above U+00FF is no octet) is narrowed through the ANSI code
+    // page, or UTF-8 where that can't hold it, and its charset says which, so that it
+    // reads back the same.
+    std::u16string charset = a.ContentTransferEncoding, narrowed;
+    const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
+    if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
+    rn([&] { rsF.SetField(u"Charset", strConvNull(charset)); });
+    rsF.SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData)));
+    rn([&] {
+      if (Len(a.fname) >= 1) rsF.SetField(u"filename", Value(a.fname));
+    });
+    rsF.Update();
+  }
+}
+
+// The recordsets and the transaction of one letter. Unless Commit ran, the destructor
+// cancels what is open and rolls the letter back.
+class LetterWrite {
+ public:
+  explicit LetterWrite(std::shared_ptr<dao::Database> db) : db_(std::move(db)) {
+    dao::Engine().BeginTrans();
+    inTrans_ = true;
+  }
+  ~LetterWrite() {
+    if (!inTrans_) return;
+    ResumeNext quiet;
+    for (auto* rs : {&rsF, &rsP, &rsL}) {
+      quiet([&] {
+        if (*rs && (*rs)->EditMode() != dao::dbEditNone) (*rs)->CancelUpdate();
+      });
+      quiet([&] {
+        if (*rs) (*rs)->Close();
+      });
+    }
+    quiet([] { dao::Engine().Rollback(); });
+    quiet([&] { db_->Close(); });
+  }
+  void Commit() {
+    for (auto* rs : {&rsF, &rsP, &rsL})
+      if (*rs) (*rs)->Close();
+    inTrans_ = false;
+    dao::Engine().CommitTrans();
+  }
+
+  RsPtr rsL, rsP, rsF;
+
+ private:
+  std::shared_ptr<dao::Database> db_;
+  bool inTrans_ = false;
+};
+
 }  // namespace
 
 std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder, int32_t msgSize,
@@ -76,170 +245,78 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
 
   // The letter goes in whole or not at all: its rows are written in a transaction of
   // their own (inside the caller's, when one is open), and its key is handed out only
-  // when that transaction has ended well. A field that can't be set stays empty, as
-  // always; a row that can't be written undoes the letter and is thrown to the caller.
-  std::shared_ptr<dao::Recordset> rsL, rsP, rsF, rsPI;
-  bool inTrans = false;
-  const auto undo = [&] {
-    ResumeNext quiet;
-    for (auto* rs : {&rsPI, &rsF, &rsP, &rsL}) {
-      quiet([&] {
-        if (*rs && (*rs)->EditMode() != dao::dbEditNone) (*rs)->CancelUpdate();
-      });
-      quiet([&] {
-        if (*rs) (*rs)->Close();
-      });
-    }
-    if (inTrans) quiet([] { dao::Engine().Rollback(); });
-    quiet([&] { db->Close(); });
-  };
-
+  // when that transaction has ended well. A row that can't be written undoes the letter
+  // and is thrown to the caller.
   std::u16string result;
-  try {
-    dao::Engine().BeginTrans();
-    inTrans = true;
-    rsL = db->OpenRecordset(u"Letters", dao::dbOpenDynaset);
-    rsP = db->OpenRecordset(u"Projects", dao::dbOpenDynaset);
-    rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset);
-    rsL->AddNew();
-    rn([&] {
-      if (Len(mheader.Subject) > 0) {
-        auto f = Need(rsL).Fields(u"Subject");
-        f = FitToField(f, mheader.Subject);
-      }
-    });
-    rn([&] {
-      if (Len(mheader.From) > 0) {
-        auto f = Need(rsL).Fields(u"From");
-        f = FitToField(f, mheader.From);
-      }
-    });
-    // Stamped before the folder is worked out: a letter whose folder is still -1 here gets
-    // no arrival date even when it ends up in Inbox.
-    rn([&] {
-      if (MailFolder == Inbox) Need(rsL).SetField(u"DateReceived", Value(InsertionClock().NowGMT()));
-    });
-    // The engine reads the date text in the general date format.
-    rn([&] {
-      if (Len(mheader.strDate) > 0) Need(rsL).SetField(u"DateWrote", Value(mheader.strDate));
-    });
-
-    rn([&] {
-      auto field = Need(rsL).Fields(u"To");
-      const int32_t limit = field.Size();
-      // The default text writes "% 1" with a blank, so only a language file that has "%1"
-      // shows the number.
-      const std::u16string text =
-          Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
-                                        u"The size of the field \"To\" is too large and will be truncated to % 1 "
-                                        u"characters"),
-                  u"%1", NumToText(limit));
-      const auto headerTo = [&] {
-        if (Len(mheader.to) > limit) {
-          WideMsgBox(text, mb::kExclamation);
-          field = Value(Left(mheader.to, limit));
-        } else {
-          field = Value(mheader.to);
-        }
-      };
-      if (mheader.to.empty()) {
-        field = Value(strEmail.empty() ? std::u16string(u"?") : strEmail);
-      } else if (strEmail.empty() || InStr(1, mheader.to, strEmail, Compare::Text) > 0) {
-        headerTo();
-      } else {
-        field = Value(strEmail);
-      }
-    });
-
-    rn([&] {
-      if (Len(mheader.Message) >= 1) {
-        Need(rsL).SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
-      } else if (mheader.Content_Type.empty()) {
-        // The raw body is octets with no charset: read in the ANSI code page.
-        mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);
-        if (!mheader.Message.empty()) Need(rsL).SetField(u"Message", Value(mheader.Message));
-      }
-    });
-
-    rn([&] {
-      if (MailFolder == -1) MailFolder = FindAccountByAddress(mheader);
-    });
-    // An unknown code gives "", which the field refuses: the folder then stays empty. (The
-    // refusal would only come at the row's Update, and undo the letter.)
-    rn([&] {
-      const std::u16string name = MailFolderName(MailFolder);
-      if (!name.empty()) Need(rsL).SetField(u"MailFolder", Value(name));
-    });
-    rn([&] { Need(rsL).SetField(u"Size", Value(msgSize < 1 ? mheader.mSize : msgSize)); });
-
-    if (Len(Trim(Project)) > 0) {
-      rsP->AddNew();
-      // The engine hands out the auto-number at AddNew, so the unsaved row already has it.
-      rsP->SetField(u"Obj ID", rsL->GetField(u"key"));
-      rn([&] { Need(rsP).SetField(u"ObjType", Value(static_cast<int32_t>(objLetter))); });
-      rn([&] { Need(rsP).SetField(u"Project", strConvNull(Project)); });
-      rn([&] { Need(rsP).SetField(u"InsArcPrj", Value(InsArcPrj)); });
-      rsP->Update();
-    }
-
-    const Value key = rsL->GetField(u"key");
-
-    if (PackNumber > 0) {
-      rsPI = db->OpenRecordset(GetPackItemsRSbyLetter(key.AsLong()), dao::dbOpenDynaset);
-      rsPI->AddNew();
-      rsPI->SetField(u"Msg_N", key);
-      rsPI->SetField(u"Pack_N", Value(PackNumber));
-      rsPI->Update();
-      rsPI->Close();
-    }
-
-    rsL->Update();
-
-    // The files belong to the row just saved, which is the last row of the letters: its
-    // key is the one read above, so the table isn't walked to find it.
-    const int32_t ubound = GetUboundAttFiles(mheader);
-    for (int32_t i = 1; i <= ubound; ++i) {
-      const AttachFile& a = mheader.attFiles[static_cast<size_t>(i - 1)];
-      rsF->AddNew();
-      rsF->SetField(u"N", key);
-      rn([&] { Need(rsF).SetField(u"type", Value(a.ftype)); });
-      rn([&] { Need(rsF).SetField(u"subtype", Value(a.fsubtype)); });
-      rn([&] {
-        if (Len(a.ContentDisposition) > 0) Need(rsF).SetField(u"Content-Disposition", Value(a.ContentDisposition));
-      });
-      rn([&] {
-        if (Len(a.Content_ID) > 0) Need(rsF).SetField(u"Content-ID", Value(a.Content_ID));
-      });
-      rn([&] { Need(rsF).SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
-      // The builder reads this column back into ContentTransferEncoding, where the parser
-      // keeps a part's charset.
-      // Byte text is kept octet for octet. A part handed in as true text (a unit above
-      // U+00FF is no octet) is narrowed through the ANSI code page, or UTF-8 where that
-      // can't hold it, and its charset says which, so that it reads back the same.
-      std::u16string charset = a.ContentTransferEncoding, narrowed;
-      const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
-      if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
-      rn([&] { Need(rsF).SetField(u"Charset", strConvNull(charset)); });
-      // The part's octets are the letter: they are never left behind.
-      rsF->SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData)));
-      rn([&] {
-        if (Len(a.fname) >= 1) Need(rsF).SetField(u"filename", Value(a.fname));
-      });
-      rsF->Update();
-    }
-
-    rsF->Close();
-    rsP->Close();
-    rsL->Close();
-    inTrans = false;
-    dao::Engine().CommitTrans();
+  {
+    LetterWrite w(db);
+    w.rsL = db->OpenRecordset(u"Letters", dao::dbOpenDynaset);
+    // The link and attachment tables are opened only for a letter that has rows for them.
+    const bool hasProject = Len(Trim(Project)) > 0;
+    if (hasProject) w.rsP = db->OpenRecordset(u"Projects", dao::dbOpenDynaset);
+    if (GetUboundAttFiles(mheader) > 0) w.rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset);
+    w.rsL->AddNew();
+    WriteLetterFields(w.rsL, mheader, MailFolder, msgSize, strEmail, rn);
+    const Value key = w.rsL->GetField(u"key");
+    if (hasProject) WriteProjectLink(*w.rsP, key, Project, InsArcPrj, rn);
+    if (PackNumber > 0) WritePackLink(*db, key, PackNumber);
+    w.rsL->Update();
+    // The files belong to the row just saved: its key is the one read above, so the table
+    // isn't walked to find it.
+    if (w.rsF) WriteFiles(*w.rsF, key, mheader, rn);
+    w.Commit();
     result = NumToText(key.AsLong());
-  } catch (...) {
-    undo();
-    throw;
   }
   rn([&] { db->Close(); });
   return result;
+}
+
+namespace {
+
+// The addresses of the import run under way, in the order they are tried.
+struct RunAccounts {
+  bool active = false;
+  bool read = false;
+  std::vector<std::u16string> addresses;
+};
+RunAccounts& CurrentRun() {
+  static RunAccounts run;
+  return run;
+}
+
+// Sent for a letter from one of the addresses to a stranger, else Inbox.
+MailFolders FolderByAddresses(const std::vector<std::u16string>& addresses, const std::u16string& fromAddr,
+                              const std::u16string& toAddr) {
+  for (const auto& address : addresses) {
+    if (TextEquals(toAddr, address)) return Inbox;
+    if (TextEquals(fromAddr, address)) return Sent;
+  }
+  return Inbox;
+}
+
+// Every account's address, from the last row to the first. Throws what the engine throws.
+std::vector<std::u16string> ReadAccountAddresses() {
+  std::vector<std::u16string> out;
+  auto db = detail::OpenMailDatabase();
+  auto rs = db->OpenRecordset(u"Accounts");
+  if (rs->RecordCount() > 0) {
+    rs->MoveLast();
+    for (; !rs->Bof(); rs->MovePrevious())
+      out.push_back(NullConvStr(rs->GetField(u"User")) + u"@" + NullConvStr(rs->GetField(u"@after")));
+  }
+  rs->Close();
+  db->Close();
+  return out;
+}
+
+}  // namespace
+
+ImportRun::ImportRun() : outer_(!CurrentRun().active) {
+  if (outer_) CurrentRun() = RunAccounts{true, false, {}};
+}
+
+ImportRun::~ImportRun() {
+  if (outer_) CurrentRun() = RunAccounts{};
 }
 
 MailFolders FindAccountByAddress(const mailHeader& mheader) {
@@ -247,6 +324,12 @@ MailFolders FindAccountByAddress(const mailHeader& mheader) {
   ResumeNext rn;
   const std::u16string fromAddr = GetEmail(mheader.From);
   const std::u16string toAddr = GetEmail(mheader.to);
+  if (RunAccounts& run = CurrentRun(); run.active) {
+    // Read once per run; a store that can't be read leaves every letter in Inbox, as below.
+    if (!run.read) run.addresses = rn.Value([] { return ReadAccountAddresses(); }, std::vector<std::u16string>());
+    run.read = true;
+    return FolderByAddresses(run.addresses, fromAddr, toAddr);
+  }
   std::shared_ptr<dao::Database> db;
   std::shared_ptr<dao::Recordset> rs;
   rn([&] { db = detail::OpenMailDatabase(); });

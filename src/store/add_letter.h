@@ -35,6 +35,21 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
 // one. Accounts are tried from the last row to the first. Inbox when nothing can be read.
 MailFolders FindAccountByAddress(const mailHeader& mheader);
 
+// An import of many letters: while one lives, the account addresses are read once (at the
+// first letter) and FindAccountByAddress answers from them instead of reading Accounts for
+// every letter. Accounts don't change during an import; one made during it is seen by the
+// next run. Runs don't nest: an inner one shares the outer one's addresses.
+class ImportRun {
+ public:
+  ImportRun();
+  ~ImportRun();
+  ImportRun(const ImportRun&) = delete;
+  ImportRun& operator=(const ImportRun&) = delete;
+
+ private:
+  bool outer_;
+};
+
 // Reads the .eml file at FilePath (octets, no decoding), parses it and inserts it with the
 // file's length as its size and the folder worked out from the accounts. A missing file
 // is told in a message box. Returns the new key; 0 for a missing file or when nothing was

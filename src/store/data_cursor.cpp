@@ -104,14 +104,8 @@ std::shared_ptr<dao::Database> OpenMailDatabase() {
 }
 
 int32_t CountRows(dao::Database& db, const std::u16string& source) {
-  auto rs = db.OpenRecordset(source, dao::dbOpenDynaset);
-  int32_t n = 0;
-  if (!(rs->Bof() && rs->Eof())) {
-    rs->MoveLast();
-    n = rs->RecordCount();
-  }
-  rs->Close();
-  return n;
+  // A count query: a cursor walked to its last row would read every row first.
+  return db.CountRecords(source);
 }
 
 }  // namespace store::detail

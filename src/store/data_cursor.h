@@ -94,8 +94,8 @@ T& Need(const std::shared_ptr<T>& p) {
 // The mail database, shared and writable, as every operation opens it.
 std::shared_ptr<dao::Database> OpenMailDatabase();
 
-// Rows of a statement: MoveLast, then RecordCount; 0 for no rows. Throws what the engine
-// throws for a statement it refuses.
+// Rows of a statement, as MoveLast and RecordCount would give them, counted by the engine;
+// 0 for no rows. Throws what the engine throws for a statement it refuses.
 int32_t CountRows(dao::Database& db, const std::u16string& source);
 
 }  // namespace store::detail

@@ -183,7 +183,7 @@ void Letters::SetKeyList(const std::vector<Value>& keys) {
   rn([&] {
     if (db_ && db_->IsOpen() && !rs_) rs_ = db_->OpenRecordset(u"Letters", dao::dbOpenDynaset);
   });
-  rn([&] { store::detail::Need(rs_).MoveLast(); });
+  // The rows are fetched as the items are asked for; the table isn't walked ahead.
 }
 
 std::shared_ptr<Letter> Letters::LetterAtCurrentRow() {
@@ -230,8 +230,8 @@ std::shared_ptr<Letter> Letters::Item(const Value& Index) {
 int32_t Letters::Count() {
   ResumeNext rn;
   if (PackNumber() > 0) {
-    rn([&] { store::detail::Need(rs_).MoveLast(); });
-    return rn.Value([&] { return store::detail::Need(rs_).RecordCount(); }, 0);
+    // Counted by the engine, so the rows are not walked to the last one for it.
+    return rn.Value([&] { return store::detail::Need(db_).CountRecords(store::detail::Need(rs_).Name()); }, 0);
   }
   return static_cast<int32_t>(keys_.size());
 }

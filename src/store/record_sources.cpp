@@ -175,21 +175,10 @@ std::u16string DeletedMsgCountStatement(int32_t PackNumber) {
 int32_t DeletedMsgCount(const std::u16string& dbPath, int32_t PackNumber) {
   ResumeNext rn;
   std::shared_ptr<dao::Database> db;
-  std::shared_ptr<dao::Recordset> rs;
   int32_t count = 0;
   rn([&] { db = dao::OpenDatabase(dbPath, false, false, u"Access"); });
-  if (db) rn([&] { rs = db->OpenRecordset(DeletedMsgCountStatement(PackNumber)); });
-  if (rs) {
-    // A dynaset counts the rows reached so far; the last row gives the total.
-    rn([&] {
-      count = rs->RecordCount();
-      if (count > 0) {
-        rs->MoveLast();
-        count = rs->RecordCount();
-      }
-    });
-    rn([&] { rs->Close(); });
-  }
+  // The engine counts the rows the statement gives, without a cursor walking them.
+  if (db) rn([&] { count = db->CountRecords(DeletedMsgCountStatement(PackNumber)); });
   if (db) rn([&] { db->Close(); });
   return count;
 }

@@ -43,6 +43,7 @@ struct EngineState {
   // Connections in the engine's transaction stay open until it ends: a Database closed
   // in the middle must not take the transaction's work with it.
   std::vector<std::shared_ptr<Connection>> pinned;
+  std::map<std::string, std::string> keys;  // path as given -> its key, for files open now
 };
 
 EngineState& State() {
@@ -156,10 +157,25 @@ std::shared_ptr<Connection> Connect(std::u16string_view path, bool exclusive) {
   std::error_code ec;
   if (!fsys::is_regular_file(p, ec))
     ThrowDb(dberr::kFileNotFound, u"Could not find file '" + std::u16string(path) + u"'.");
-  std::string key = KeyOf(p);
+  // Working out the key reads every folder of the path; a file open now already has one
+  // (a key that finds no open file is worked out again, the folders may have changed).
+  auto& keys = State().keys;
   auto& reg = State().open;
-  auto it = reg.find(key);
-  if (it != reg.end()) {
+  auto known = keys.find(p.string());
+  if (known == keys.end()) {
+    if (keys.size() > 64) keys.clear();
+    known = keys.emplace(p.string(), std::string()).first;
+  }
+  std::string key;
+  for (bool fresh : {false, true}) {
+    if (fresh || known->second.empty()) {
+      const std::string worked = KeyOf(p);
+      if (worked == known->second && !key.empty()) break;
+      known->second = worked;
+    }
+    key = known->second;
+    auto it = reg.find(key);
+    if (it == reg.end()) continue;
     if (auto c = it->second.lock()) {
       if (c->exclusive() || exclusive) InUse(path);
       return c;
