@@ -17,6 +17,7 @@
 #include "platform/db/dao.h"
 #include "platform/module1.h"
 #include "runtime/text.h"
+#include "support/program_runner.h"
 #include "support/test_support.h"
 
 namespace ravelin::test {
@@ -24,10 +25,7 @@ namespace {
 
 namespace stdfs = std::filesystem;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
+using Outcome = ProgramOutcome;
 
 std::string Slurp(const stdfs::path& p) {
   std::ifstream in(p, std::ios::binary);
@@ -44,31 +42,12 @@ class PresentationCli : public HomeFixture {
   }
 
   Outcome Run(std::vector<std::string> args) {
-    TempDir tmp;
-    const stdfs::path out = tmp.path() / "out", err = tmp.path() / "err";
     std::vector<std::string> argv = {RAVELIN_CLI_PATH, "--home", ToUtf8(home())};
     argv.insert(argv.end(), args.begin(), args.end());
-    const pid_t pid = fork();
-    if (pid == 0) {
-      setenv("TZ", "UTC", 1);
-      if (chdir(RAVELIN_SOURCE_DIR) != 0) _exit(127);
-      const int in = open("/dev/null", O_RDONLY);
-      const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      dup2(in, 0), dup2(o, 1), dup2(e, 2);
-      std::vector<char*> raw;
-      for (auto& a : argv) raw.push_back(a.data());
-      raw.push_back(nullptr);
-      execv(raw[0], raw.data());
-      _exit(127);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    Outcome r;
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    r.out = Slurp(out);
-    r.err = Slurp(err);
-    return r;
+    ProgramOptions o;
+    o.env = {{"TZ", "UTC"}};
+    o.cwd = RAVELIN_SOURCE_DIR;
+    return RunProgram(argv, o);
   }
 
   // The key of the sample letter with this subject.

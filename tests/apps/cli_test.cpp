@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/program_runner.h"
 #include "support/test_support.h"
 
 namespace {
@@ -24,10 +25,7 @@ namespace stdfs = std::filesystem;
 const stdfs::path kSource = RAVELIN_SOURCE_DIR;
 const stdfs::path kGolden = kSource / "tests/apps/golden";
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
+using Outcome = ravelin::test::ProgramOutcome;
 
 std::string ReadFile(const stdfs::path& p) {
   std::ifstream in(p, std::ios::binary);
@@ -39,8 +37,6 @@ std::string ReadFile(const stdfs::path& p) {
 // Runs the program from the source folder (so sample paths print relative) with a fixed
 // time zone, no terminal, and the given extra environment.
 Outcome Ravelin(const stdfs::path& home, std::vector<std::string> args, const std::string& script = {}) {
-  ravelin::test::TempDir tmp;
-  const stdfs::path out = tmp.path() / "out", err = tmp.path() / "err";
   std::vector<std::string> argv;
   if (script.empty()) {
     argv = {RAVELIN_CLI_PATH, "--home", home.string()};
@@ -48,29 +44,11 @@ Outcome Ravelin(const stdfs::path& home, std::vector<std::string> args, const st
   } else {
     argv = {"/bin/bash", "-c", script, "bash", RAVELIN_CLI_PATH};
   }
-  const pid_t pid = fork();
-  if (pid == 0) {
-    setenv("TZ", "America/New_York", 1);
-    setenv("LC_ALL", "C.UTF-8", 1);
-    setenv("RAVELIN_HOME", home.c_str(), 1);  // for the scripts, which don't pass --home
-    if (chdir(kSource.c_str()) != 0) _exit(127);
-    const int in = open("/dev/null", O_RDONLY);
-    const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(in, 0), dup2(o, 1), dup2(e, 2);
-    std::vector<char*> raw;
-    for (auto& a : argv) raw.push_back(a.data());
-    raw.push_back(nullptr);
-    execv(raw[0], raw.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  Outcome r;
-  r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  r.out = ReadFile(out);
-  r.err = ReadFile(err);
-  return r;
+  ravelin::test::ProgramOptions o;
+  o.env = {{"TZ", "America/New_York"}, {"LC_ALL", "C.UTF-8"},
+           {"RAVELIN_HOME", home.string()}};  // for the scripts, which don't pass --home
+  o.cwd = kSource.string();
+  return ravelin::test::RunProgram(argv, o);
 }
 
 void ExpectGolden(const std::string& name, const std::string& actual) {

@@ -12,46 +12,23 @@
 
 #include <gtest/gtest.h>
 
+#include "support/program_runner.h"
 #include "support/test_support.h"
 
 namespace {
 
 namespace stdfs = std::filesystem;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
-
-std::string ReadFile(const stdfs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using Outcome = ravelin::test::ProgramOutcome;
 
 class PacksCliTest : public ::testing::Test {
  protected:
   Outcome Run(std::vector<std::string> args) {
-    const stdfs::path out = tmp_.path() / "out", err = tmp_.path() / "err";
     std::vector<std::string> argv = {RAVELIN_CLI_PATH, "--home", home_.path().string()};
     argv.insert(argv.end(), args.begin(), args.end());
-    const pid_t pid = fork();
-    if (pid == 0) {
-      setenv("TZ", "UTC", 1);
-      const int in = open("/dev/null", O_RDONLY);
-      const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      dup2(in, 0), dup2(o, 1), dup2(e, 2);
-      std::vector<char*> raw;
-      for (auto& a : argv) raw.push_back(a.data());
-      raw.push_back(nullptr);
-      execv(raw[0], raw.data());
-      _exit(127);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ReadFile(out), ReadFile(err)};
+    ravelin::test::ProgramOptions o;
+    o.env = {{"TZ", "UTC"}};
+    return ravelin::test::RunProgram(argv, o);
   }
   // Imports three small letters (keys 1, 2, 3).
   void Seed() {

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/program_runner.h"
 #include "support/test_support.h"
 #include "transport/aiosmtpd.h"
 
@@ -24,49 +25,17 @@ namespace {
 
 namespace stdfs = std::filesystem;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
-
-std::string Slurp(const stdfs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
+using Outcome = ravelin::test::ProgramOutcome;
 
 // Runs the program with `input` on stdin; with `interruptAfter` it gets SIGINT then.
 Outcome RunCli(const stdfs::path& home, std::vector<std::string> args, const std::string& input = {},
-            std::chrono::milliseconds interruptAfter = {}) {
-  ravelin::test::TempDir tmp;
-  const stdfs::path in = tmp.path() / "in", out = tmp.path() / "out", err = tmp.path() / "err";
-  std::ofstream(in, std::ios::binary) << input;
+               std::chrono::milliseconds interruptAfter = {}) {
   std::vector<std::string> argv = {RAVELIN_CLI_PATH, "--home", home.string()};
   argv.insert(argv.end(), args.begin(), args.end());
-  const pid_t pid = fork();
-  if (pid == 0) {
-    const int i = open(in.c_str(), O_RDONLY);
-    const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(i, 0), dup2(o, 1), dup2(e, 2);
-    std::vector<char*> raw;
-    for (auto& a : argv) raw.push_back(a.data());
-    raw.push_back(nullptr);
-    execv(raw[0], raw.data());
-    _exit(127);
-  }
-  if (interruptAfter.count() > 0) {
-    std::this_thread::sleep_for(interruptAfter);
-    kill(pid, SIGINT);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  Outcome r;
-  r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  r.out = Slurp(out);
-  r.err = Slurp(err);
-  return r;
+  ravelin::test::ProgramOptions o;
+  o.input = input;
+  o.interruptAfter = interruptAfter;
+  return ravelin::test::RunProgram(argv, o);
 }
 
 class TransportCliTest : public ::testing::Test {
