@@ -145,7 +145,8 @@ std::u16string EnsureFolder(const std::u16string& dbPath, bool InsArcPrj, std::u
       return Msg(u"msg3", u"\"%1\" exists and is not a folder.", {FromNative(next)});
     if (!stdfs::exists(st) && !stdfs::create_directory(next, ec) && ec)
       return Msg(u"msg4", u"The folder \"%1\" can't be created: %2", {FromNative(next), FromUtf8(ec.message())});
-    spelled += u"\\" + FromNative(next.filename());
+    spelled += u'\\';
+    spelled += FromNative(next.filename());
     cur = next;
   }
   if (spelling) *spelling = spelled;
