@@ -37,6 +37,8 @@ fi
 browser_dir="$(dirname "$0")/../tests/browser"
 if [ ! -d "$browser_dir/node_modules/playwright-core" ]; then
   if ! command -v npm >/dev/null 2>&1; then
+    export DEBIAN_FRONTEND=noninteractive
+    $SUDO apt-get update -qq
     $SUDO apt-get install -y -qq --no-install-recommends nodejs npm >/dev/null
   fi
   echo "setup: installing playwright-core for the browser tests" >&2
