@@ -148,15 +148,15 @@ void WalkFolder(const std::filesystem::path& dir, std::vector<Source>& found) {
     const std::string path = it->path().string();
     if (it->is_directory(kind) && !it->is_symlink(kind)) {
       if (store::IsMaildir(fs::FromNativePath(path)))
-        found.push_back(Source{path, SourceKind::Maildir});
+        found.push_back(Source{path, SourceKind::Maildir, 1, {}});
       else
         WalkFolder(it->path(), found);
     } else if (it->is_regular_file(kind)) {
       const std::string ext = LowerExtension(it->path());
       if (ext == ".mbox" || (ext == ".eml" && store::LooksLikeMbox(HeadOf(path))))
-        found.push_back(Source{path, SourceKind::Mbox});
+        found.push_back(Source{path, SourceKind::Mbox, 1, {}});
       else if (ext == ".eml")
-        found.push_back(Source{path, SourceKind::Eml});
+        found.push_back(Source{path, SourceKind::Eml, 1, {}});
     }
   }
 }
@@ -173,11 +173,11 @@ std::vector<Source> CollectSources(const std::vector<std::string>& paths) {
     const std::filesystem::path p(arg);
     if (!std::filesystem::is_directory(p, ec)) {
       const bool mbox = store::LooksLikeMbox(HeadOf(arg));
-      sources.push_back(Source{arg, mbox ? SourceKind::Mbox : SourceKind::Eml});
+      sources.push_back(Source{arg, mbox ? SourceKind::Mbox : SourceKind::Eml, 1, {}});
       continue;
     }
     if (store::IsMaildir(fs::FromNativePath(arg))) {
-      sources.push_back(Source{arg, SourceKind::Maildir});
+      sources.push_back(Source{arg, SourceKind::Maildir, 1, {}});
       continue;
     }
     std::vector<Source> found;
