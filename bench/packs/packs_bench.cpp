@@ -147,6 +147,18 @@ sqlite3* OpenPeer(const Store& s) {
   return db;
 }
 
+// Runs the peer's statements once per iteration and closes its connection.
+void RunPeerSql(benchmark::State& state, sqlite3* db, const char* sql) {
+  for (auto _ : state) {
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+      state.SkipWithError(sqlite3_errmsg(db));
+      break;
+    }
+  }
+  sqlite3_close(db);
+  state.SetComplexityN(state.range(0));
+}
+
 void BM_SqlitePeerRecycleRestorePack(benchmark::State& state) {
   const Store& s = Use(static_cast<int>(state.range(0)));
   sqlite3* db = OpenPeer(s);
@@ -159,14 +171,7 @@ void BM_SqlitePeerRecycleRestorePack(benchmark::State& state) {
       " WHERE key IN (SELECT Msg_N FROM PackItems WHERE Pack_N = 1);"
       "UPDATE Packs SET Deleted = 0 WHERE N = 1;"
       "COMMIT;";
-  for (auto _ : state) {
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-      state.SkipWithError(sqlite3_errmsg(db));
-      break;
-    }
-  }
-  sqlite3_close(db);
-  state.SetComplexityN(state.range(0));
+  RunPeerSql(state, db, sql);
 }
 
 // ---- Moving a project subtree ---------------------------------------------------------------
@@ -190,14 +195,7 @@ void BM_SqlitePeerMoveProjectSubtree(benchmark::State& state) {
       "UPDATE Projects SET Project = 'Projects\\P' || substr(Project, 11) "
       " WHERE lower(substr(Project || '\\', 1, 11)) = lower('Projects\\Q\\') AND InsArcPrj = 0;"
       "COMMIT;";
-  for (auto _ : state) {
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-      state.SkipWithError(sqlite3_errmsg(db));
-      break;
-    }
-  }
-  sqlite3_close(db);
-  state.SetComplexityN(state.range(0));
+  RunPeerSql(state, db, sql);
 }
 
 // ---- Listing packs --------------------------------------------------------------------------

@@ -15,6 +15,7 @@
 
 namespace ravelin::packs {
 
+using detail::DeleteRows;
 using detail::Empty;
 using detail::Num;
 using detail::OpenDb;
@@ -37,13 +38,7 @@ bool FindPack(dao::Recordset& rs, int32_t N) {
 // Rows of a statement deleted from the last to the first.
 void DeleteAll(dao::Database& db, const std::u16string& source) {
   auto rs = db.OpenRecordset(source, dao::dbOpenDynaset);
-  if (!Empty(*rs)) {
-    rs->MoveLast();
-    for (int32_t left = rs->RecordCount(); left > 0; --left) {
-      rs->Delete();
-      if (left > 1) rs->MovePrevious();
-    }
-  }
+  DeleteRows(*rs);
   rs->Close();
 }
 

@@ -19,6 +19,7 @@
 
 namespace ravelin::packs {
 
+using detail::DeleteRows;
 using detail::Empty;
 using detail::Num;
 using detail::OpenDb;
@@ -31,6 +32,15 @@ std::u16string Num(int64_t n) { return NumToText(static_cast<double>(n)); }
 std::u16string Quoted(const std::u16string& s) { return u"\"" + s + u"\""; }
 std::shared_ptr<dao::Database> OpenDb() { return store::detail::OpenMailDatabase(); }
 bool Empty(dao::Recordset& rs) { return rs.Bof() && rs.Eof(); }
+
+void DeleteRows(dao::Recordset& rs) {
+  if (Empty(rs)) return;
+  rs.MoveLast();
+  for (int32_t left = rs.RecordCount(); left > 0; --left) {
+    rs.Delete();
+    if (left > 1) rs.MovePrevious();
+  }
+}
 
 CommittedTransaction::CommittedTransaction() : db_(OpenDb()) {
   dao::Engine().BeginTrans();
@@ -546,13 +556,7 @@ void FillLvwPacks(int32_t msgN, ListView& LvwPacks) {
 }
 
 void SaveLvwPrj(dao::Recordset& RsP, ListView& LvwPrj, int32_t id, int32_t type) {
-  if (!Empty(RsP)) {
-    RsP.MoveLast();
-    for (int32_t left = RsP.RecordCount(); left > 0; --left) {
-      RsP.Delete();
-      if (left > 1) RsP.MovePrevious();
-    }
-  }
+  DeleteRows(RsP);
   for (const ListItem& item : LvwPrj.Items()) {
     // The list's keys are "Prj" and "Archive": this test is false for every item, and a
     // saved list comes back on the live side. Hosts rely on that outcome.
@@ -561,13 +565,7 @@ void SaveLvwPrj(dao::Recordset& RsP, ListView& LvwPrj, int32_t id, int32_t type)
 }
 
 void SaveLvwPacks(dao::Recordset& RSPI, ListView& LvwPacks, int32_t msgN) {
-  if (!Empty(RSPI)) {
-    RSPI.MoveLast();
-    for (int32_t left = RSPI.RecordCount(); left > 0; --left) {
-      RSPI.Delete();
-      if (left > 1) RSPI.MovePrevious();
-    }
-  }
+  DeleteRows(RSPI);
   for (const ListItem& item : LvwPacks.Items()) {
     RSPI.AddNew();
     RSPI.SetField(u"Msg_N", Value(msgN));

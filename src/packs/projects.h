@@ -122,6 +122,8 @@ std::u16string Quoted(const std::u16string& s);
 // The mail database, shared and writable.
 std::shared_ptr<dao::Database> OpenDb();
 bool Empty(dao::Recordset& rs);
+// Deletes every row of the recordset, from the last to the first.
+void DeleteRows(dao::Recordset& rs);
 // Keeps a long loop's work: the engine transaction around it is committed however the
 // loop ends (a failing row or the user's stop), never rolled back. It holds the mail
 // database open meanwhile, so the loop's own connections may close.
