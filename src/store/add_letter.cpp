@@ -68,15 +68,15 @@ using RsPtr = std::shared_ptr<dao::Recordset>;
 void WriteTo(dao::NewRows& rowL, const mailHeader& mheader, const std::u16string& strEmail) {
   const auto field = [&](const Value& v) { rowL.SetField(u"To", v); };
   const int32_t limit = rowL.Size(u"To");
-  // The default text writes "% 1" with a blank, so only a language file that has "%1"
-  // shows the number.
-  const std::u16string text =
-      Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
-                                    u"The size of the field \"To\" is too large and will be truncated to % 1 "
-                                    u"characters"),
-              u"%1", NumToText(limit));
   const auto headerTo = [&] {
     if (Len(mheader.to) > limit) {
+      // The default text writes "% 1" with a blank, so only a language file that has "%1"
+      // shows the number.
+      const std::u16string text =
+          Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
+                                        u"The size of the field \"To\" is too large and will be truncated to % 1 "
+                                        u"characters"),
+                  u"%1", NumToText(limit));
       WideMsgBox(text, mb::kExclamation);
       field(Value(Left(mheader.to, limit)));
     } else {
@@ -192,7 +192,8 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
 // Commit ran, the destructor cancels what is open and rolls the letter back.
 class LetterWrite {
  public:
-  explicit LetterWrite(std::shared_ptr<dao::Database> db) : db_(std::move(db)) {
+  // `own`: the database was opened for this letter alone, and is closed with it.
+  LetterWrite(std::shared_ptr<dao::Database> db, bool own) : db_(std::move(db)), own_(own) {
     dao::Engine().BeginTrans();
     inTrans_ = true;
   }
@@ -206,7 +207,9 @@ class LetterWrite {
       if (rsF) rsF->Close();
     });
     quiet([] { dao::Engine().Rollback(); });
-    quiet([&] { db_->Close(); });
+    quiet([&] {
+      if (own_) db_->Close();
+    });
   }
   void Commit() {
     if (rsF) rsF->Close();
@@ -218,8 +221,12 @@ class LetterWrite {
 
  private:
   std::shared_ptr<dao::Database> db_;
+  bool own_;
   bool inTrans_ = false;
 };
+
+// The database of the import run under way, opened at its first letter; null outside a run.
+std::shared_ptr<dao::Database> RunDatabase();
 
 }  // namespace
 
@@ -230,8 +237,14 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   CheckLetterFits(mheader);
 
   ResumeNext rn;
+  // The letters of an import run share one open of the file; a letter alone opens its own.
   std::shared_ptr<dao::Database> db;
-  rn([&] { db = detail::OpenMailDatabase(); });
+  bool own = false;
+  rn([&] {
+    db = RunDatabase();
+    own = !db;
+    if (own) db = detail::OpenMailDatabase();
+  });
   if (!db) return {};
 
   // The letter goes in whole or not at all: its rows are written in a transaction of
@@ -240,7 +253,7 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   // and is thrown to the caller.
   std::u16string result;
   {
-    LetterWrite w(db);
+    LetterWrite w(db, own);
     // The letter's row and its links go through statements the connection keeps for the
     // next letter: nothing reads Letters to add to it.
     dao::NewRows rowL(db, u"Letters");
@@ -258,7 +271,9 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
     w.Commit();
     result = NumToText(key.AsLong());
   }
-  rn([&] { db->Close(); });
+  rn([&] {
+    if (own) db->Close();
+  });
   return result;
 }
 
@@ -269,10 +284,18 @@ struct RunAccounts {
   bool active = false;
   bool read = false;
   std::vector<std::u16string> addresses;
+  std::shared_ptr<dao::Database> db;  // opened at the run's first letter
 };
 RunAccounts& CurrentRun() {
   static RunAccounts run;
   return run;
+}
+
+std::shared_ptr<dao::Database> RunDatabase() {
+  RunAccounts& run = CurrentRun();
+  if (!run.active) return nullptr;
+  if (!run.db || !run.db->IsOpen()) run.db = detail::OpenMailDatabase();
+  return run.db;
 }
 
 // Sent for a letter from one of the addresses to a stranger, else Inbox.
@@ -307,7 +330,12 @@ ImportRun::ImportRun() : outer_(!CurrentRun().active) {
 }
 
 ImportRun::~ImportRun() {
-  if (outer_) CurrentRun() = RunAccounts{};
+  if (!outer_) return;
+  ResumeNext quiet;
+  quiet([] {
+    if (auto& db = CurrentRun().db) db->Close();
+  });
+  CurrentRun() = RunAccounts{};
 }
 
 MailFolders FindAccountByAddress(const mailHeader& mheader) {
