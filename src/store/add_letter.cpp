@@ -114,7 +114,10 @@ void WriteLetterFields(dao::NewRows& rowL, mailHeader& mheader, int32_t& MailFol
   rn([&] { WriteTo(rowL, mheader, strEmail); });
   rn([&] {
     if (Len(mheader.Message) >= 1) {
-      rowL.SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
+      // Character 0 is dropped from the text (looked for first: a letter seldom has one).
+      const std::u16string& text = mheader.Message;
+      const bool hasZero = std::find(text.begin(), text.end(), u'\0') != text.end();
+      rowL.SetField(u"Message", Value(hasZero ? Replace(text, std::u16string(1, u'\0'), u"") : text));
     } else if (mheader.Content_Type.empty()) {
       // The raw body is octets with no charset: read in the ANSI code page.
       mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);

@@ -45,7 +45,7 @@ std::shared_ptr<const RowsPlan> PlanFor(Connection& conn, std::u16string_view ta
     // SQLite's own counter of an AUTOINCREMENT key gives the number the engine would
     // reserve (one past both the highest number ever given and the highest row).
     sqlite3_stmt* q = conn.Cached(
-        "SELECT 1 FROM sqlite_master WHERE type='table' AND name=?1 AND upper(sql) LIKE '%AUTOINCREMENT%'");
+        "SELECT 1 FROM sqlite_master WHERE type='table' AND name=?1 AND instr(upper(sql), 'AUTOINCREMENT') > 0");
     sqlite3_bind_text16(q, 1, plan->table.data(), static_cast<int>(plan->table.size() * 2), SQLITE_STATIC);
     plan->numberedByInsert = sqlite3_step(q) == SQLITE_ROW;
     sqlite3_reset(q);
