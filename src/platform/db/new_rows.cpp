@@ -28,8 +28,10 @@ struct RowsPlan {
 };
 
 std::shared_ptr<const RowsPlan> PlanFor(Connection& conn, std::u16string_view table) {
+  // A recordset's key ends in 'r' or 'w'; this one never does.
   std::u16string key = u"\x02rows\x01";
   key += FoldCase(table);
+  key += u'\x03';
   auto& plans = conn.Plans();
   if (auto it = plans.find(key); it != plans.end()) return std::static_pointer_cast<const RowsPlan>(it->second);
   const TableMeta* meta = conn.Table(table);
