@@ -1,0 +1,43 @@
+// The installed address book and the one-time notice of why it gave nothing.
+#include "packs/address_book.h"
+
+#include <set>
+
+#include "platform/funnel.h"
+#include "runtime/errors.h"
+
+namespace ravelin::packs {
+
+namespace {
+
+std::shared_ptr<AddressBook>& Installed() {
+  static std::shared_ptr<AddressBook> book;
+  return book;
+}
+
+}  // namespace
+
+std::u16string AbKeyField(int32_t kind) {
+  switch (kind) {
+    case abOrganization:
+      return u"Organization ID";
+    case abJob:
+      return u"Job ID";
+    case abEmployee:
+      return u"Employee ID";
+    default:
+      return u"Personal ID";
+  }
+}
+
+AddressBook* CurrentAddressBook() { return Installed().get(); }
+
+void SetAddressBook(std::shared_ptr<AddressBook> book) { Installed() = std::move(book); }
+
+void TellAddressBookUnavailable(int32_t number, const std::u16string& why) {
+  static std::set<int32_t> told;
+  if (!told.insert(number).second) return;
+  funnel::Report(ErrObject{number, why, u"ABPacks.Refresh"}, u"ABPacks.Refresh");
+}
+
+}  // namespace ravelin::packs
