@@ -15,6 +15,11 @@ std::shared_ptr<AddressBook>& Installed() {
   return book;
 }
 
+std::set<int32_t>& Told() {
+  static std::set<int32_t> told;
+  return told;
+}
+
 }  // namespace
 
 std::u16string AbKeyField(int32_t kind) {
@@ -32,11 +37,15 @@ std::u16string AbKeyField(int32_t kind) {
 
 AddressBook* CurrentAddressBook() { return Installed().get(); }
 
-void SetAddressBook(std::shared_ptr<AddressBook> book) { Installed() = std::move(book); }
+void SetAddressBook(std::shared_ptr<AddressBook> book) {
+  Installed() = std::move(book);
+  ForgetAddressBookNotices();
+}
+
+void ForgetAddressBookNotices() { Told().clear(); }
 
 void TellAddressBookUnavailable(int32_t number, const std::u16string& why) {
-  static std::set<int32_t> told;
-  if (!told.insert(number).second) return;
+  if (!Told().insert(number).second) return;
   funnel::Report(ErrObject{number, why, u"ABPacks.Refresh"}, u"ABPacks.Refresh");
 }
 
