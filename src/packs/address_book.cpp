@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "platform/db/dao.h"
 #include "platform/funnel.h"
 #include "runtime/errors.h"
 
@@ -46,7 +47,9 @@ void ForgetAddressBookNotices() { Told().clear(); }
 
 void TellAddressBookUnavailable(int32_t number, const std::u16string& why) {
   if (!Told().insert(number).second) return;
-  funnel::Report(ErrObject{number, why, u"ABPacks.Refresh"}, u"ABPacks.Refresh");
+  // Told as "can't open" whatever the engine said: its own number would be read as a
+  // failure of the mail database.
+  funnel::Report(ErrObject{dao::dberr::kCannotOpen, why, u"ABPacks.Refresh"}, u"ABPacks.Refresh");
 }
 
 }  // namespace ravelin::packs

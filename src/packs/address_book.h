@@ -49,7 +49,8 @@ AddressBook* CurrentAddressBook();
 void SetAddressBook(std::shared_ptr<AddressBook> book);
 
 // Reports, once per process and reason, why the address book gave nothing (missing,
-// damaged, none installed). Later calls with the same number stay silent.
+// damaged, none installed), under 3051 ("can't open"). Later calls with the same
+// number stay silent.
 void TellAddressBookUnavailable(int32_t number, const std::u16string& why);
 // Forgets what was told: the next failure of each kind is told again (a host that
 // installs another address book does this).
