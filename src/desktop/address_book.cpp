@@ -116,9 +116,8 @@ std::u16string SqliteAddressBook::OwnersQuery() {
          u" UNION ALL SELECT [Employee ID], 4 FROM Employees";
 }
 
-std::u16string SqliteAddressBook::DisplayName(int32_t ObjectID, int32_t ObjectType) {
-  auto db = dao::OpenDatabase(DatabaseFile(), false, false, u"Access");
-  Closer c{db};
+std::u16string SqliteAddressBook::DisplayName(dao::Database& book, int32_t ObjectID, int32_t ObjectType) {
+  dao::Database* db = &book;
   const std::u16string id = Num(ObjectID);
   switch (ObjectType) {
     case packs::abOrganization:

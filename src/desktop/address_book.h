@@ -34,7 +34,7 @@ class SqliteAddressBook : public packs::AddressBook {
   std::u16string DatabaseFile() override { return AddressBookPath(); }
   std::u16string AddressQuery(int32_t ObjectID, int32_t ObjectType) override;
   std::u16string OwnersQuery() override;
-  std::u16string DisplayName(int32_t ObjectID, int32_t ObjectType) override;
+  std::u16string DisplayName(dao::Database& book, int32_t ObjectID, int32_t ObjectType) override;
   std::optional<std::vector<uint8_t>> PhotoOf(int32_t PersonalID) override;
 };
 

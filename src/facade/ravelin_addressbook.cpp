@@ -2,6 +2,7 @@
 #include "desktop/address_book.h"
 #include "facade/ravelin.h"
 #include "packs/abpack.h"
+#include "platform/db/dao.h"
 #include "platform/funnel.h"
 #include "presentation/html_text.h"
 #include "presentation/letter_html.h"
@@ -55,7 +56,12 @@ std::shared_ptr<packs::ABPack> Ravelin::LoadABPack(int32_t ObjectID, int32_t Obj
     pack->InsArcPrj = InsArcPrj;
     std::u16string name;  // an object the book can't name still gets its pack
     ResumeNext rn;
-    rn([&] { name = packs::CurrentAddressBook()->DisplayName(ObjectID, ObjectType); });
+    rn([&] {
+      packs::AddressBook& book = *packs::CurrentAddressBook();
+      auto db = dao::OpenDatabase(book.DatabaseFile(), false, true, u"Access");
+      name = book.DisplayName(*db, ObjectID, ObjectType);
+      db->Close();
+    });
     pack->Title = packs::ABPack::GetFullTitle(ObjectType, name);
     if (auto& window = packs::CurrentABPackWindow()) window(pack, ParentForm);
     return pack;

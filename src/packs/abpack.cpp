@@ -86,7 +86,7 @@ std::u16string ABPack::GetFullTitle(int32_t kind, const std::u16string& name) {
   return title;
 }
 
-void ABPack::ReadAddresses() {
+void ABPack::ReadAddresses(dao::Database* open) {
   addresses_.clear();
   AddressBook* book = CurrentAddressBook();
   if (!book) {
@@ -95,8 +95,9 @@ void ABPack::ReadAddresses() {
   }
   Closing c;
   try {
-    c.db = dao::OpenDatabase(book->DatabaseFile(), false, false, u"Access");
-    c.rs = c.db->OpenRecordset(book->AddressQuery(ObjectID, ObjectType), dao::dbOpenDynaset);
+    if (!open) c.db = dao::OpenDatabase(book->DatabaseFile(), false, false, u"Access");
+    dao::Database& db = open ? *open : *c.db;
+    c.rs = db.OpenRecordset(book->AddressQuery(ObjectID, ObjectType), dao::dbOpenDynaset);
     if (!(c.rs->Bof() && c.rs->Eof())) {
       c.rs->MoveLast();
       const int32_t n = c.rs->RecordCount();
@@ -139,27 +140,41 @@ std::u16string ABPack::GetHTML(bool SimpleEnum) {
     const double total = static_cast<double>(count) * static_cast<double>(addresses_.size());
     int32_t found = 0;
     double done = 0;
-    for (const std::u16string& address : addresses_) {
-      if (stop_) break;
-      rs.MoveFirst();
+    // The first address's walk reads each row once and keeps what the tests need; the
+    // walks of the other addresses visit the same rows in the same order from memory, so
+    // the store is read once however many addresses there are.
+    struct Row {
+      int32_t key;
+      bool recycled;
+      std::u16string from, to;  // pure addresses, lower case
+    };
+    std::vector<Row> rows;
+    rows.reserve(static_cast<size_t>(count));
+    for (size_t a = 0; a < addresses_.size() && !stop_; ++a) {
+      const std::u16string want = LCase(addresses_[a]);
+      if (a == 0) rs.MoveFirst();
       for (int32_t row = 1; row <= count; ++row) {
         loop::PumpOnce();
         if (stop_) break;
-        bool passes = true;
-        if (MsgStatus != ShowAll) {
-          const bool recycled = SameText(NullConvStr(rs.GetField(u"MailFolder")), u"Recycle");
-          passes = MsgStatus == DeletedOnly ? recycled : !recycled;
+        if (a == 0) {
+          rows.push_back({NullConvLng(rs.GetField(u"key")),
+                          SameText(NullConvStr(rs.GetField(u"MailFolder")), u"Recycle"),
+                          LCase(GetEmail(NullConvStr(rs.GetField(u"From")))),
+                          LCase(GetEmail(NullConvStr(rs.GetField(u"To"))))});
         }
-        if (passes) {
-          passes = SameText(GetEmail(NullConvStr(rs.GetField(u"From"))), address) ||
-                   SameText(GetEmail(NullConvStr(rs.GetField(u"To"))), address);
-        }
+        const Row& r = rows[static_cast<size_t>(row - 1)];
+        bool passes = MsgStatus == ShowAll || (MsgStatus == DeletedOnly ? r.recycled : !r.recycled);
+        // A To naming several people is tested whole, so it matches none of them.
+        passes = passes && (r.from == want || r.to == want);
         if (passes) {
           ++found;
-          keys_.push_back(NullConvLng(rs.GetField(u"key")));
-          if (!SimpleEnum && RowsWriter()) doc += RowsWriter()(*c.db, rs, found);
+          keys_.push_back(r.key);
+          if (!SimpleEnum && RowsWriter()) {
+            if (a > 0) rs.SetAbsolutePosition(row - 1);
+            doc += RowsWriter()(*c.db, rs, found);
+          }
         }
-        if (row < count) rs.MoveNext();
+        if (a == 0 && row < count) rs.MoveNext();
         done += 1;
         if (ProgressChanged) ProgressChanged(done, 0, total);
       }
@@ -257,9 +272,9 @@ void ABPacks::Refresh() {
   struct Owner {
     int32_t id, type;
   };
+  Closing c;
   std::vector<Owner> owners;
   try {
-    Closing c;
     c.db = dao::OpenDatabase(book->DatabaseFile(), false, false, u"Access");
     c.rs = c.db->OpenRecordset(book->OwnersQuery(), dao::dbOpenDynaset);
     if (!(c.rs->Bof() && c.rs->Eof())) {
@@ -272,6 +287,8 @@ void ABPacks::Refresh() {
         if (i < n) c.rs->MoveNext();
       }
     }
+    c.rs->Close();
+    c.rs.reset();
   } catch (const Error& e) {
     TellAddressBookUnavailable(e.Number(), u"The address book " + book->DatabaseFile() + u" can't be read (" +
                                                e.Description() + u"): the address-book packs are empty.");
@@ -286,12 +303,12 @@ void ABPacks::Refresh() {
     pack->rProject = rProject;
     pack->InsArcPrj = InsArcPrj;
     pack->Filter = Filter;
-    pack->ReadAddresses();
+    pack->ReadAddresses(c.db.get());
     if (pack->addresses_.empty()) continue;
     std::u16string name;
     {
       ResumeNext rn;
-      rn([&] { name = book->DisplayName(o.id, o.type); });
+      rn([&] { name = book->DisplayName(*c.db, o.id, o.type); });
     }
     pack->Title = ABPack::GetFullTitle(o.type, name);
     if (!titles.insert(LCase(pack->Title)).second) continue;

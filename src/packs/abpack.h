@@ -111,8 +111,9 @@ class ABPack {
  private:
   friend class ABPacks;
   // The object's addresses from the address book, in the query's row order; empty (and
-  // told once) when the book can't be read.
-  void ReadAddresses();
+  // told once) when the book can't be read. Uses `book` when given (left open), else
+  // opens and closes its own.
+  void ReadAddresses(dao::Database* book = nullptr);
   void HandKeys();
 
   bool stop_ = false;

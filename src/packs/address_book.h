@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+namespace ravelin::dao {
+class Database;
+}  // namespace ravelin::dao
+
 namespace ravelin::packs {
 
 // The kinds of address-book object and the key field each is known by.
@@ -37,8 +41,9 @@ class AddressBook {
   // A statement whose rows carry the fields "Owner ID" and OwnerType: every object of the
   // book, with or without addresses.
   virtual std::u16string OwnersQuery() = 0;
-  // The object's display name; "" when it has none or isn't there.
-  virtual std::u16string DisplayName(int32_t ObjectID, int32_t ObjectType) = 0;
+  // The object's display name, read on the open database file; "" when it has none or
+  // isn't there.
+  virtual std::u16string DisplayName(dao::Database& book, int32_t ObjectID, int32_t ObjectType) = 0;
   // The photo of a person (by Personal ID) as the octets of an image file; nothing when
   // the person has none.
   virtual std::optional<std::vector<uint8_t>> PhotoOf(int32_t PersonalID) = 0;

@@ -155,8 +155,8 @@ TEST_F(CorrespondenceCliTest, BadUsageAndABadAddressBookAreToldInWords) {
   EXPECT_EQ(Run({"show", "5"}).code, 0);
 }
 
-TEST_F(CorrespondenceCliTest, CtrlCStopsTheEnumerationAndKeepsWhatWasFound) {
-  // One person with many addresses makes a long walk over a few letters.
+TEST_F(CorrespondenceCliTest, CtrlCStopsTheReportAndClosesThePage) {
+  // Every letter is the person's, so the report has a long way to go.
   std::string card = "BEGIN:VCARD\r\nVERSION:3.0\r\nFN:Many\r\n";
   for (int i = 0; i < 60; ++i) card += "EMAIL:many" + std::to_string(i) + "@example.org\r\n";
   card += "END:VCARD\r\n";
@@ -166,11 +166,15 @@ TEST_F(CorrespondenceCliTest, CtrlCStopsTheEnumerationAndKeepsWhatWasFound) {
     mbox += "From many@example.org Mon Jan  5 10:00:00 2026\n" +
             Mail("many" + std::to_string(i % 60) + "@example.org", "me@home.org", "n" + std::to_string(i)) + "\n";
   ASSERT_EQ(Run({"import", File("many.mbox", mbox)}).code, 0);
-  Outcome r = Run({"correspondence", "show", "1", "--type", "0", "--json"}, std::chrono::milliseconds(1000));
-  if (r.err.find("stopped:") == std::string::npos) GTEST_SKIP() << "the walk ended before the interrupt";
-  EXPECT_EQ(r.code, 0);
-  EXPECT_EQ(r.out.front(), '[');
-  EXPECT_EQ(r.out.substr(r.out.size() - 2), "]\n");
+  const std::string page = (tmp_.path() / "many.html").string();
+  Outcome r = Run({"correspondence", "report", "1", "--type", "0", "-o", page}, std::chrono::milliseconds(1000));
+  if (r.err.find("stopped:") == std::string::npos) GTEST_SKIP() << "the report was done before the interrupt";
+  EXPECT_EQ(r.code, 0) << r.err;
+  std::ifstream in(page, std::ios::binary);
+  const std::string html((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(html.ends_with("</table> </body></html>"));
+  EXPECT_NE(html.find("body of n0"), std::string::npos);
+  EXPECT_EQ(html.find("body of n1199"), std::string::npos);
 }
 
 }  // namespace

@@ -90,11 +90,13 @@ TEST_F(AddressBookTest, ImportMakesPersonsOrganisationsJobsAndAddressesOnceAndLi
   EXPECT_EQ(entries[3].addresses, std::vector<std::u16string>{u"info@acme.com"});
 
   desktop::SqliteAddressBook book;
-  EXPECT_EQ(book.DisplayName(entries[0].id, 0), u"Ann Smith");
-  EXPECT_EQ(book.DisplayName(1, 1), u"Acme");
-  EXPECT_EQ(book.DisplayName(1, 2), u"Chief Engineer");
-  EXPECT_EQ(book.DisplayName(1, 4), u"Ann Smith");  // the employee row ties Ann to her job
-  EXPECT_EQ(book.DisplayName(99, 0), u"");
+  auto db = dao::OpenDatabase(path_, false, true, u"Access");
+  EXPECT_EQ(book.DisplayName(*db, entries[0].id, 0), u"Ann Smith");
+  EXPECT_EQ(book.DisplayName(*db, 1, 1), u"Acme");
+  EXPECT_EQ(book.DisplayName(*db, 1, 2), u"Chief Engineer");
+  EXPECT_EQ(book.DisplayName(*db, 1, 4), u"Ann Smith");  // the employee row ties Ann to her job
+  EXPECT_EQ(book.DisplayName(*db, 99, 0), u"");
+  db->Close();
 }
 
 TEST_F(AddressBookTest, PhotoOfAnAddressIsScaledIntoItsBoxAndSavedAsBmp) {
