@@ -28,6 +28,11 @@ for t in $targets; do
       [ -f "$seed" ] && cp -n "$seed" "$corpus/" 2>/dev/null || true
     done
   fi
+  if [ "$t" = vcard_reader ]; then
+    for seed in "$root"/tests/formats/vcards/*.vcf "$root"/tests/formats/fuzz_regressions/vcard_reader-*; do
+      [ -f "$seed" ] && cp -n "$seed" "$corpus/" 2>/dev/null || true
+    done
+  fi
   log="$build/fuzz-$t.log"
   # libFuzzer reports every new input; its log goes to a file and only a failure is shown.
   rc=0

@@ -1,6 +1,9 @@
 // The vCard reader on the shapes address books export: Apple's and Google's 3.0, an old
 // 2.1 with quoted-printable and a code page, a 4.0 with a data URL, broken cards between
 // good ones, folding anywhere, and the limits.
+#include <fstream>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 #include "formats/vcard.h"
@@ -201,6 +204,28 @@ TEST(VCardReader, LimitsEndACardOrTheFileWithAReason) {
   EXPECT_NE(ToUtf8(Read("From: someone\r\n\r\nnot a card").error).find("not a vCard"), std::string::npos);
   // A byte-order mark and text around the cards don't matter.
   EXPECT_EQ(Read("\xEF\xBB\xBFjunk\r\n" + card + "trailer").cards.size(), 1u);
+}
+
+TEST(VCardReader, TheSampleFileReadsTheSameWithEitherLineEnd) {
+  std::ifstream in(std::string(RAVELIN_SOURCE_DIR) + "/tests/formats/vcards/contacts.vcf", std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  const std::string crlf = text.str();
+  std::string lf;
+  for (char c : crlf)
+    if (c != '\r') lf.push_back(c);
+  const auto a = Read(crlf), b = Read(lf);
+  ASSERT_EQ(a.cards.size(), 4u);
+  EXPECT_TRUE(a.bad.empty());
+  ASSERT_EQ(b.cards.size(), 4u);
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(a.cards[i].DisplayName(), b.cards[i].DisplayName());
+    EXPECT_EQ(a.cards[i].emails, b.cards[i].emails);
+    EXPECT_EQ(a.cards[i].photo, b.cards[i].photo);
+  }
+  EXPECT_EQ(a.cards[0].photo.substr(1, 3), "PNG");
+  EXPECT_EQ(a.cards[2].DisplayName(), u"Сергей");
+  EXPECT_TRUE(a.cards[3].organizationCard);
 }
 
 }  // namespace
