@@ -28,6 +28,9 @@ std::u16string AsciiToBase64(std::u16string_view sSource);
 // result by one octet each; a character outside the alphabet counts -1 and a trailing
 // partial group is dropped. Never fails.
 std::u16string Base64ToAscii(std::u16string_view sSource);
+// The same decoding straight into octets, for parts too large to hold twice: false (and
+// `octets` untouched) where Base64ToAscii would give the cleaned text back undecoded.
+bool Base64ToOctets(std::u16string_view sSource, std::string& octets);
 
 // Length of the Base64 form of lngStr octets, without line breaks. Raises Overflow (6)
 // when the result does not fit 32 bits.
