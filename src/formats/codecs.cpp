@@ -496,6 +496,44 @@ std::u16string Decode_quoted_printable(std::u16string_view Text) {
   return buf;
 }
 
+namespace {
+
+// Whether the text may be cut behind the line feed at q, the two pieces decoding to what
+// the whole decodes to: a hard line break (its LF stays) whose unit before is no "=", so
+// that neither a soft break nor an escape reaches across the cut.
+bool QuotedPrintableCut(std::u16string_view t, size_t q) {
+  if (q == 0) return false;
+  const char16_t before = t[q - 1];
+  if (before == u'=' || before == u'\n') return false;
+  return before != u'\r' || (q >= 2 && t[q - 2] != u'=');
+}
+
+}  // namespace
+
+bool QuotedPrintableToOctets(std::u16string_view Text, std::string& octets, size_t slice) {
+  std::string out;
+  out.reserve(Text.size());
+  size_t from = 0;
+  while (from < Text.size()) {
+    size_t to = Text.size();
+    if (Text.size() - from > slice) {
+      for (size_t q = Text.find(u'\n', from + slice); q != std::u16string_view::npos; q = Text.find(u'\n', q + 1)) {
+        if (QuotedPrintableCut(Text, q)) {
+          to = q + 1;
+          break;
+        }
+      }
+    }
+    for (char16_t c : Decode_quoted_printable(Text.substr(from, to - from))) {
+      if (c > 0xFF) return false;
+      out.push_back(static_cast<char>(c));
+    }
+    from = to;
+  }
+  octets = std::move(out);
+  return true;
+}
+
 // ---- Splitting ----
 
 std::vector<std::u16string> mSplit(std::u16string_view str, std::u16string_view Delim) {

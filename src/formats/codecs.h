@@ -46,6 +46,11 @@ std::u16string Code_quoted_printable(std::u16string_view Text);
 // is octet 0, "=4Z" octet 4), and a decoded "=" is not read again. A final "=" stays.
 // FAILS with Error 5 (invalid procedure call) when the text ends in "=" and one character.
 std::u16string Decode_quoted_printable(std::u16string_view Text);
+// The same decoding into octets, a slice of about `slice` units at a time (cut only at
+// hard line breaks), so that a large part never has a full-size byte text beside it.
+// False, with `octets` untouched, when the text holds a unit above U+00FF; fails as
+// Decode_quoted_printable does.
+bool QuotedPrintableToOctets(std::u16string_view Text, std::string& octets, size_t slice = size_t{1} << 16);
 
 // Splits `str` at `Delim`, comparing without regard to case. Never empty: a text
 // without the delimiter gives itself, and an empty element behind a final delimiter is

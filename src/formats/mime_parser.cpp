@@ -494,13 +494,14 @@ void StorePart(mailHeader& mheader, const std::u16string& name, std::u16string_v
   f.ContentTransferEncoding = mheader.msgCodePage;
 
   const u16 cte = LCase(mheader.Content_Transfer_Encoding);
-  // A large part goes straight to octets: Base64 is decoded into them, a part without a
-  // transfer encoding narrowed. Quoted-printable (and a body that is no byte text) takes
-  // the way below.
+  // A large part goes straight to octets: Base64 and quoted-printable are decoded into
+  // them, a part without a transfer encoding narrowed. A body that is no byte text, or
+  // that the decoders refuse, takes the way below.
   if (body.size() >= CurrentReaderLimits().octetPartUnits && !TextEquals(t, u"text/plain")) {
     bool held = false;
     if (cte == u"base64") rn([&] { held = Base64ToOctets(body, f.fOctets); });
-    else if (cte != u"quoted-printable") held = NarrowByteText(body, f.fOctets);
+    else if (cte == u"quoted-printable") rn([&] { held = QuotedPrintableToOctets(body, f.fOctets); });
+    else held = NarrowByteText(body, f.fOctets);
     if (held) {
       mheader.attFiles.push_back(std::move(f));
       return;

@@ -226,6 +226,32 @@ TEST(QuotedPrintable, AgreesWithThePlainDecoderOnNoisyText) {
   }
 }
 
+// Large quoted-printable parts are decoded in slices cut at line breaks; the octets must
+// be those of the whole text decoded at once, wherever the cuts fall.
+TEST(QuotedPrintable, SlicedOctetDecoderGivesTheSameOctets) {
+  const std::u16string pieces[] = {u"=", u"\r", u"\n", u"=\r\n", u"3D", u"A", u"\r\n", u" ", u"=4", u"F", u"=\n", u"=e9"};
+  uint32_t seed = 4711;
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string s;
+    const size_t want = round % 80;
+    while (s.size() < want) {
+      seed = seed * 1103515245u + 12345u;
+      s += pieces[(seed >> 16) % 12];
+    }
+    std::u16string whole;
+    const int wholeError = ErrorOf([&] { whole = Decode_quoted_printable(s); });
+    for (size_t slice : {1, 2, 5, 16}) {
+      std::string octets = "untouched";
+      const int error = ErrorOf([&] { ASSERT_TRUE(QuotedPrintableToOctets(s, octets, slice)); });
+      ASSERT_EQ(error, wholeError) << "slice " << slice << ", input: " << Show(s);
+      ASSERT_EQ(B(octets), wholeError ? u"untouched" : whole) << "slice " << slice << ", input: " << Show(s);
+    }
+  }
+  std::string octets = "untouched";
+  EXPECT_FALSE(QuotedPrintableToOctets(u"\u0416=3D", octets));
+  EXPECT_EQ(octets, "untouched");
+}
+
 TEST(Splitters, SplitAndCut) {
   EXPECT_EQ(mSplit(u"aXbxc", u"x"), (std::vector<std::u16string>{u"a", u"b", u"c"}));
   EXPECT_EQ(mSplit(u"abc", u"x"), (std::vector<std::u16string>{u"abc"}));

@@ -372,6 +372,7 @@ TEST(MimeParser, LargePartsAreKeptAsOctets) {
       "--m\r\nContent-Type: text/html; charset=windows-1251\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
       "<b>=CF=F0=E8</b>=\r\n!\r\n"
       "--m\r\nContent-Type: application/x-tiny\r\nContent-Transfer-Encoding: base64\r\n\r\nQU=\r\n"
+      "--m\r\nContent-Type: application/x-bad\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\nbad=4\r\n"
       "--m\r\nContent-Type: text/plain; name=\"note.txt\"; charset=utf-8\r\n\r\nnamed\r\n"
       "--m--\r\n";
   const mailHeader usual = Parse(letter);
@@ -383,8 +384,8 @@ TEST(MimeParser, LargePartsAreKeptAsOctets) {
   SetReaderLimits(defaults);
 
   EXPECT_EQ(Out(asOctets.Message), "Привет");
-  ASSERT_EQ(asOctets.attFiles.size(), 5u);
-  ASSERT_EQ(usual.attFiles.size(), 5u);
+  ASSERT_EQ(asOctets.attFiles.size(), 6u);
+  ASSERT_EQ(usual.attFiles.size(), 6u);
   for (size_t k = 0; k < usual.attFiles.size(); ++k) {
     const AttachFile& a = usual.attFiles[k];
     const AttachFile& b = asOctets.attFiles[k];
@@ -397,14 +398,16 @@ TEST(MimeParser, LargePartsAreKeptAsOctets) {
     EXPECT_EQ(b.Content_ID, a.Content_ID) << k;
     EXPECT_EQ(b.ContentTransferEncoding, a.ContentTransferEncoding) << k;
   }
-  // Parts are listed last to first: the named text, the tiny one, the HTML, raw, PNG.
-  EXPECT_EQ(asOctets.attFiles[4].fOctets, std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01", 24));
-  EXPECT_EQ(asOctets.attFiles[3].fOctets, std::string("\x01\x02\xFF\x80 raw"));
-  EXPECT_TRUE(asOctets.attFiles[3].fData.empty());
-  // Quoted-printable stays byte text; so does Base64 too short to decode.
-  EXPECT_EQ(asOctets.attFiles[2].fData, B("<b>\xCF\xF0\xE8</b>!"));
+  // Parts are listed last to first: the named text, the bad one, the tiny one, the HTML,
+  // raw, PNG.
+  EXPECT_EQ(asOctets.attFiles[5].fOctets, std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01", 24));
+  EXPECT_EQ(asOctets.attFiles[4].fOctets, std::string("\x01\x02\xFF\x80 raw"));
+  EXPECT_TRUE(asOctets.attFiles[4].fData.empty());
+  EXPECT_EQ(asOctets.attFiles[3].fOctets, "<b>\xCF\xF0\xE8</b>!");
+  // Base64 too short to decode and quoted-printable that fails keep their text.
+  EXPECT_EQ(Out(asOctets.attFiles[2].fData), "QU=");
   EXPECT_FALSE(asOctets.attFiles[2].HoldsOctets());
-  EXPECT_EQ(Out(asOctets.attFiles[1].fData), "QU=");
+  EXPECT_EQ(Out(asOctets.attFiles[1].fData), "bad=4");
   EXPECT_FALSE(asOctets.attFiles[1].HoldsOctets());
 
   // A body handed in as true text has no octets: such a part keeps its text.
