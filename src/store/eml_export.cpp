@@ -45,8 +45,6 @@ void ReadPartData(dao::Recordset& rs, AttachFile& f) {
   Value v = rs.GetField(u"Data");
   if (v.Type() == VType::Binary) {
     f.fOctets = v.BinaryRef();
-    v = Value();
-    if (f.fOctets.empty()) std::string().swap(f.fOctets);
     return;
   }
   f.fData = NullConvStr(v);
