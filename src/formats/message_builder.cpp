@@ -95,9 +95,9 @@ void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
   for (const AttachFile& f : mh.attFiles) {
     delimiterLine();
     mailHeader part;
-    // Octets that go out in Base64 are encoded where they are; plain text is written as
-    // byte text.
-    const bool direct = f.HoldsOctets() && !TextEquals(f.fsubtype, u"plain");
+    // Octets that go out in Base64 are encoded where they are; plain text, and a
+    // multipart kept whole, are written as byte text.
+    const bool direct = f.HoldsOctets() && !TextEquals(f.fsubtype, u"plain") && !TextEquals(f.ftype, u"multipart");
     if (!direct) part.Message = f.HoldsOctets() ? f.DataByteText() : f.fData;
     part.msgCodePage = f.ContentTransferEncoding;
     part.Content_Type = f.ftype;

@@ -188,6 +188,7 @@ TEST(MessageBuilder, PartsHeldAsOctetsBuildTheSameLetter) {
       {"text", "html", "", "<p>\xCF\xF0\xE8</p>", "windows-1251"},
       {"text", "plain", "note.txt", "line\r\n.\r\nnext", "utf-8"},
       {"application", "x-empty", "empty", "", ""},
+      {"multipart", "mixed", "", "a multipart nested too deep, kept whole", ""},
   };
   mailHeader asText, asOctets;
   for (mailHeader* h : {&asText, &asOctets}) {
