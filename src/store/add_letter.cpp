@@ -181,8 +181,7 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
     // parser keeps a part's charset. Byte text is kept octet for octet. A part handed in
     // as true text (a unit above U+00FF is no octet) is narrowed through the ANSI code
     // page, or UTF-8 where that can't hold it, and its charset says which, so that it
-    // reads back the same.
-    // A part held as octets goes in as it is.
+    // reads back the same. A part held as octets goes in as it is.
     std::u16string charset = a.ContentTransferEncoding, narrowed;
     const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
     if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
