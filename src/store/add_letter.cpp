@@ -39,7 +39,7 @@ Value FitToField(const dao::NewRows& row, std::u16string_view field, const std::
 void CheckLetterFits(const mailHeader& mheader) {
   const int64_t limit = dao::Engine().MaxValueBytes();
   for (const AttachFile& a : mheader.attFiles) {
-    const int64_t octets = static_cast<int64_t>(a.fData.size());
+    const int64_t octets = static_cast<int64_t>(a.DataSize());
     if (octets <= limit) continue;
     const std::u16string name = a.fname.empty() ? a.ftype + u"/" + a.fsubtype : a.fname;
     RaiseError(dao::dberr::kFieldTooSmall,
@@ -178,12 +178,12 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
     // parser keeps a part's charset. Byte text is kept octet for octet. A part handed in
     // as true text (a unit above U+00FF is no octet) is narrowed through the ANSI code
     // page, or UTF-8 where that can't hold it, and its charset says which, so that it
-    // reads back the same.
+    // reads back the same. A part held as octets goes in as it is.
     std::u16string charset = a.ContentTransferEncoding, narrowed;
     const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
     if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
     rn([&] { rsF.SetField(u"Charset", strConvNull(charset)); });
-    rsF.SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData)));
+    rsF.SetField(u"Data", Value::Binary(a.HoldsOctets() ? a.fOctets : ByteTextToBytes(trueText ? narrowed : a.fData)));
     rn([&] {
       if (Len(a.fname) >= 1) rsF.SetField(u"filename", Value(a.fname));
     });
