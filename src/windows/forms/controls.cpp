@@ -112,12 +112,14 @@ json::value TextBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TextBox::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && !locked_) {
+bool TextBox::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (locked_) return false;
     if (auto t = ArgText(args, "text")) text_ = *t;
   } else if (event == Event::KeyPress) {
     if (auto k = ArgText(args, "key")) out.key = *k;
   }
+  return true;
 }
 
 // --- CheckBox --------------------------------------------------------------------------
@@ -144,9 +146,10 @@ json::value CheckBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void CheckBox::Take(Event event, const json::object& args, EventArgs&) {
-  if (event != Event::Click) return;
-  if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) value_ = static_cast<int32_t>(*v);
+bool CheckBox::Take(Event event, const json::object& args, EventArgs&) {
+  if (event == Event::Click)
+    if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) value_ = static_cast<int32_t>(*v);
+  return true;
 }
 
 // --- OptionButton ----------------------------------------------------------------------
@@ -189,8 +192,9 @@ json::value OptionButton::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void OptionButton::Take(Event event, const json::object&, EventArgs&) {
+bool OptionButton::Take(Event event, const json::object&, EventArgs&) {
   if (event == Event::Click) Choose();
+  return true;
 }
 
 // --- ComboBox --------------------------------------------------------------------------
@@ -255,22 +259,24 @@ json::value ComboBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && style_ != kDropdownList) {
+bool ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (style_ == kDropdownList) return false;
     if (auto t = ArgText(args, "text")) {
       text_ = *t;
       // Typing leaves the list's choice only when the text no longer names it.
       if (listIndex_ >= 0 && list_[listIndex_] != text_) listIndex_ = -1;
     }
   } else if (event == Event::Click) {
-    if (auto i = ArgInt(args, "index"); i && *i >= 0 && *i < ListCount()) {
-      listIndex_ = static_cast<int32_t>(*i);
-      text_ = list_[listIndex_];
-      out.index = listIndex_;
-    }
+    auto i = ArgInt(args, "index");
+    if (!i || *i < 0 || *i >= ListCount()) return false;
+    listIndex_ = static_cast<int32_t>(*i);
+    text_ = list_[listIndex_];
+    out.index = listIndex_;
   } else if (event == Event::KeyPress) {
     if (auto k = ArgText(args, "key")) out.key = *k;
   }
+  return true;
 }
 
 // --- ListView --------------------------------------------------------------------------
@@ -450,14 +456,16 @@ json::value ListView::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void ListView::Take(Event event, const json::object& args, EventArgs& out) {
+bool ListView::Take(Event event, const json::object& args, EventArgs& out) {
   auto index = ArgInt(args, "index");
   if (event == Event::ColumnClick) {
-    if (index && *index >= 0) out.index = static_cast<int32_t>(*index);
-    return;
+    if (!index || *index < 0 || *index > static_cast<int64_t>(columns_.size())) return false;
+    out.index = static_cast<int32_t>(*index);
+    return true;
   }
-  if (event != Event::ItemClick && event != Event::DblClick && event != Event::ItemCheck) return;
-  if (!index || *index < 0 || *index >= Count()) return;
+  if (event != Event::ItemClick && event != Event::DblClick && event != Event::ItemCheck) return true;
+  if (!index) return event == Event::DblClick;  // a double click beside the items
+  if (*index < 0 || *index >= Count()) return false;
   out.index = static_cast<int32_t>(*index);
   out.key = items_[out.index].Key;
   if (event == Event::ItemCheck) {
@@ -466,6 +474,7 @@ void ListView::Take(Event event, const json::object& args, EventArgs& out) {
   } else {
     selected_ = out.index;
   }
+  return true;
 }
 
 // --- TreeView --------------------------------------------------------------------------
@@ -542,12 +551,13 @@ json::value TreeView::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TreeView::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::ItemClick && event != Event::DblClick) return;
+bool TreeView::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::ItemClick && event != Event::DblClick) return true;
   auto key = ArgText(args, "key");
-  if (!key || !Find(*key)) return;
+  if (!key || !Find(*key)) return false;
   out.key = *key;
   selected_ = *key;
+  return true;
 }
 
 // --- TabStrip --------------------------------------------------------------------------
@@ -603,12 +613,13 @@ json::value TabStrip::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TabStrip::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::TabChange) return;
-  if (auto i = ArgInt(args, "index"); i && *i >= 0 && *i < Count()) {
-    tab_ = static_cast<int32_t>(*i);
-    out.index = tab_;
-  }
+bool TabStrip::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::TabChange) return true;
+  auto i = ArgInt(args, "index");
+  if (!i || *i < 0 || *i >= Count() || !tabs_[*i].visible) return false;
+  tab_ = static_cast<int32_t>(*i);
+  out.index = tab_;
+  return true;
 }
 
 // --- Toolbar ---------------------------------------------------------------------------
@@ -673,17 +684,19 @@ json::value Toolbar::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void Toolbar::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::Click && event != Event::ButtonDropDown) return;
+bool Toolbar::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::Click && event != Event::ButtonDropDown) return true;
   auto key = ArgText(args, "key");
-  if (!key) return;
+  if (!key) return false;
   for (Button& b : buttons_) {
     if (b.Key != *key) continue;
+    if (!b.Enabled || !b.Visible || b.Style == kSeparator) return false;
     out.key = *key;
     // The page flips a check button as it is pressed; the logic reads the new state.
     if (event == Event::Click && b.Style == kCheck) b.Value = !b.Value;
-    return;
+    return true;
   }
+  return false;
 }
 
 // --- StatusBar -------------------------------------------------------------------------
@@ -851,16 +864,18 @@ json::value Menu::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void Menu::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::MenuClick) return;
+bool Menu::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::MenuClick) return true;
   auto key = ArgText(args, "key");
-  if (!key) return;
+  if (!key) return false;
   for (Item& i : items_) {
     if (i.Key != *key) continue;
+    if (!i.Enabled || !i.Visible) return false;
     out.key = *key;
     if (!i.Group.empty()) SetChecked(*key, true);
-    return;
+    return true;
   }
+  return false;
 }
 
 // --- HtmlFrame -------------------------------------------------------------------------
@@ -897,13 +912,15 @@ json::value HtmlFrame::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void HtmlFrame::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && edit_) {
+bool HtmlFrame::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (!edit_) return false;
     if (auto h = ArgText(args, "html")) html_ = *h;
   } else if (event == Event::Click) {
     if (auto h = ArgText(args, "href")) href_ = *h;
     out.key = href_;
   }
+  return true;
 }
 
 // --- CommandButton ---------------------------------------------------------------------

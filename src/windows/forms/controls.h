@@ -48,7 +48,7 @@ class TextBox : public Control {
   void SetLocked(bool on);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string text_;
@@ -67,7 +67,7 @@ class CheckBox : public Control {
   void SetValue(int32_t value);  // fires Click
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string caption_;
@@ -88,7 +88,7 @@ class OptionButton : public Control {
   void SetValue(bool on);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   void Choose();
@@ -118,7 +118,7 @@ class ComboBox : public Control {
   int32_t GetStyle() const { return style_; }
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string text_;
@@ -176,7 +176,7 @@ class ListView : public Control, public packs::ListView {
 
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   struct Flags {
@@ -211,7 +211,7 @@ class TreeView : public Control {
   void Select(const std::u16string& key);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::vector<Node> nodes_;
@@ -231,7 +231,7 @@ class TabStrip : public Control {
   void SetTab(int32_t index);  // fires TabChange
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   struct Page {
@@ -266,7 +266,7 @@ class Toolbar : public Control {
   void SetValue(const std::u16string& key, bool pressed);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   Button& At(const std::u16string& key);
@@ -360,7 +360,7 @@ class Menu : public Control {
   int32_t Popups() const { return popups_; }
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   Item& At(const std::u16string& key);
@@ -389,7 +389,7 @@ class HtmlFrame : public Control, public presentation::HtmlView {
   void SetEditMode(bool on);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string html_, href_;

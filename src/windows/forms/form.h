@@ -80,8 +80,9 @@ class Control {
   virtual boost::json::value Prop(std::string_view prop) const;
   // Takes what the page reports with an event (the typed text, the clicked item) into
   // the control's state before the handler runs, without echoing it back and without
-  // firing handlers. Unknown or malformed arguments are ignored.
-  virtual void Take(Event event, const boost::json::object& args, EventArgs& out) {}
+  // firing handlers. False when the report can't stand (an item that isn't there, a
+  // disabled button): the event is dropped. Unknown arguments are ignored.
+  virtual bool Take(Event event, const boost::json::object& args, EventArgs& out) { return true; }
 
  protected:
   // Records that `prop` changed.

@@ -174,6 +174,10 @@ bool Wire::Receive(std::string_view text) {
   const json::value* op = o.if_contains("op");
   if (!op || !op->is_string()) return false;
 
+  // Forms closed while handling earlier frames are let go here, where no handler of
+  // theirs can still be running.
+  if (depth_ == 0) closedOwned_.clear();
+
   if (op->get_string() == "openForm") {
     const json::value* name = o.if_contains("name");
     if (!name || !name->is_string()) return false;
@@ -208,7 +212,6 @@ bool Wire::Receive(std::string_view text) {
   if (!*alive) return handled;
   --depth_;
   Flush();
-  if (depth_ == 0) closedOwned_.clear();
   return handled;
 }
 
@@ -230,7 +233,7 @@ bool Wire::Dispatch(int32_t number, std::string_view controlName, std::string_vi
   Control* control = form->Find(controlName);
   // A disabled control can't be used; a page that reports it anyway is ignored.
   if (!control || !control->Enabled()) return false;
-  control->Take(*event, args, e);
+  if (!control->Take(*event, args, e)) return false;
   form->Raise(control->Name(), *event, e);
   return true;
 }
