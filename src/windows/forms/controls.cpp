@@ -18,7 +18,7 @@ json::value Str(std::u16string_view text) { return json::string(ToUtf8(text)); }
 
 // Props of a kind after the common ones.
 std::vector<std::string_view> With(std::vector<std::string_view> own) {
-  std::vector<std::string_view> all = {"Visible", "Enabled", "ToolTipText"};
+  std::vector<std::string_view> all = {"Visible", "Enabled", "ToolTipText", "Container"};
   all.insert(all.end(), own.begin(), own.end());
   return all;
 }

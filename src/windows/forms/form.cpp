@@ -54,12 +54,23 @@ void Control::SetToolTipText(const std::u16string& text) {
   Touch("ToolTipText");
 }
 
-std::vector<std::string_view> Control::PropNames() const { return {"Visible", "Enabled", "ToolTipText"}; }
+void Control::SetContainer(const std::string& tabStrip, int32_t page) {
+  if (container_ == tabStrip && containerPage_ == page) return;
+  container_ = tabStrip;
+  containerPage_ = page;
+  Touch("Container");
+}
+
+std::vector<std::string_view> Control::PropNames() const { return {"Visible", "Enabled", "ToolTipText", "Container"}; }
 
 json::value Control::Prop(std::string_view prop) const {
   if (prop == "Visible") return visible_;
   if (prop == "Enabled") return enabled_;
   if (prop == "ToolTipText") return json::string(ToUtf8(toolTip_));
+  if (prop == "Container") {
+    if (container_.empty()) return nullptr;
+    return json::object{{"control", container_}, {"page", containerPage_}};
+  }
   return nullptr;
 }
 

@@ -73,6 +73,11 @@ class Control {
   const std::u16string& ToolTipText() const { return toolTip_; }
   void SetToolTipText(const std::u16string& text);
   std::u16string Tag;  // the logic's own; never sent
+  // The page of a tab strip the control sits on: shown only while that page is the strip's
+  // current one. "" (the default) for the form itself.
+  const std::string& Container() const { return container_; }
+  int32_t ContainerPage() const { return containerPage_; }
+  void SetContainer(const std::string& tabStrip, int32_t page);
 
   // The names of the properties sent when the form opens, in order.
   virtual std::vector<std::string_view> PropNames() const;
@@ -96,6 +101,8 @@ class Control {
   Kind kind_;
   bool visible_ = true, enabled_ = true;
   std::u16string toolTip_;
+  std::string container_;
+  int32_t containerPage_ = 0;
 };
 
 // One recorded property change: the control ("" for the form itself) and the property.

@@ -27,7 +27,8 @@
 //     control "" with prop "Caption" for the form's caption. One batch per handled event.
 //   {"op":"close","form":F}
 //
-// Props of every control: Visible, Enabled (bools), ToolTipText. Then by kind:
+// Props of every control: Visible, Enabled (bools), ToolTipText, Container ({control,
+// page}: shown only while that tab strip shows that page; null for none). Then by kind:
 //   Label        Caption
 //   TextBox      Text, Mode ("single"|"multi"|"password"), Locked
 //   CheckBox     Caption, Value (0 unchecked, 1 checked, 2 grayed)

@@ -95,7 +95,9 @@ TEST(FormsWireTest, FramesThatAreNotEventsOfAnOpenFormAreRefused) {
     SCOPED_TRACE(frame);
     // A frame with a text of the wrong type is taken as an event without its text.
     const bool taken = page.wire.Receive(frame);
-    if (frame.find("\"text\":42") == std::string::npos) EXPECT_FALSE(taken);
+    if (frame.find("\"text\":42") == std::string::npos) {
+      EXPECT_FALSE(taken);
+    }
   }
   EXPECT_EQ(number, 1);
   EXPECT_TRUE(page.Take().size() <= 1u);  // at most the batch of the untyped Change
