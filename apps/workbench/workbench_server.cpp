@@ -476,13 +476,10 @@ void WorkbenchServer::Impl::Dispatch(WsPage& page, const std::string& text) {
   } pop{handling};
 #ifdef RAVELIN_WORKBENCH_FORMS
   if (op == "event" || op == "openForm") {
-    if (auto* wire = page.FormsWire()) {
-      if (op == "event") {
-        wire->Receive(text);
-      } else if (!wire->OpenByName(Member(message, "name"))) {
-        page.Send(json::object{{"op", "error"}, {"text", "no form " + Member(message, "name")}});
-      }
-    }
+    // The forms' own messages; a form that isn't registered is said in the page.
+    auto* wire = page.FormsWire();
+    if (wire && !wire->Receive(text) && op == "openForm")
+      page.Send(json::object{{"op", "error"}, {"text", "no form " + Member(message, "name")}});
     return;
   }
 #else
