@@ -121,7 +121,7 @@ const kinds = {
         const index = indexOf(e);
         if (index === null) return;
         if (e.target.matches('input[type=checkbox]')) send('ItemCheck', { index, checked: e.target.checked });
-        else { markSelected(c, index); send('ItemClick', { index }); }
+        else { c.props.Selected = index; markSelected(c, index); send('ItemClick', { index }); }
       });
       c.body.addEventListener('dblclick', (e) => {
         const index = indexOf(e);
@@ -178,7 +178,7 @@ const kinds = {
           return;
         }
         const key = keyOf(e);
-        if (key !== null) { markNode(c, key); send('ItemClick', { key }); }
+        if (key !== null) { c.props.Selected = key; markNode(c, key); send('ItemClick', { key }); }
       });
       c.rootList.addEventListener('dblclick', (e) => {
         const key = keyOf(e);
@@ -213,7 +213,9 @@ const kinds = {
       c.strip.addEventListener('click', (e) => {
         const tab = e.target.closest('[data-index]');
         if (!tab) return;
-        send('TabChange', { index: Number(tab.dataset.index) });
+        // The page turns at once; the program's answer confirms it.
+        kinds.TabStrip.apply(c, 'Tab', (c.props.Tab = Number(tab.dataset.index)));
+        send('TabChange', { index: c.props.Tab });
       });
       return c.strip;
     },

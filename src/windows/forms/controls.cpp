@@ -148,7 +148,10 @@ json::value CheckBox::Prop(std::string_view prop) const {
 
 bool CheckBox::Take(Event event, const json::object& args, EventArgs&) {
   if (event == Event::Click)
-    if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) value_ = static_cast<int32_t>(*v);
+    if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) {
+      value_ = static_cast<int32_t>(*v);
+      Touch("Value");
+    }
   return true;
 }
 
@@ -265,7 +268,10 @@ bool ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
     if (auto t = ArgText(args, "text")) {
       text_ = *t;
       // Typing leaves the list's choice only when the text no longer names it.
-      if (listIndex_ >= 0 && list_[listIndex_] != text_) listIndex_ = -1;
+      if (listIndex_ >= 0 && list_[listIndex_] != text_) {
+        listIndex_ = -1;
+        Touch("ListIndex");
+      }
     }
   } else if (event == Event::Click) {
     auto i = ArgInt(args, "index");
@@ -273,6 +279,8 @@ bool ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
     listIndex_ = static_cast<int32_t>(*i);
     text_ = list_[listIndex_];
     out.index = listIndex_;
+    Touch("ListIndex");
+    Touch("Text");
   } else if (event == Event::KeyPress) {
     if (auto k = ArgText(args, "key")) out.key = *k;
   }
@@ -471,8 +479,9 @@ bool ListView::Take(Event event, const json::object& args, EventArgs& out) {
   if (event == Event::ItemCheck) {
     out.checked = ArgBool(args, "checked").value_or(!flags_[out.index].checked);
     flags_[out.index].checked = out.checked;
-  } else {
+  } else if (selected_ != out.index) {
     selected_ = out.index;
+    Touch("Selected");
   }
   return true;
 }
@@ -556,7 +565,10 @@ bool TreeView::Take(Event event, const json::object& args, EventArgs& out) {
   auto key = ArgText(args, "key");
   if (!key || !Find(*key)) return false;
   out.key = *key;
-  selected_ = *key;
+  if (selected_ != *key) {
+    selected_ = *key;
+    Touch("Selected");
+  }
   return true;
 }
 
@@ -619,6 +631,7 @@ bool TabStrip::Take(Event event, const json::object& args, EventArgs& out) {
   if (!i || *i < 0 || *i >= Count() || !tabs_[*i].visible) return false;
   tab_ = static_cast<int32_t>(*i);
   out.index = tab_;
+  Touch("Tab");
   return true;
 }
 
@@ -693,7 +706,10 @@ bool Toolbar::Take(Event event, const json::object& args, EventArgs& out) {
     if (!b.Enabled || !b.Visible || b.Style == kSeparator) return false;
     out.key = *key;
     // The page flips a check button as it is pressed; the logic reads the new state.
-    if (event == Event::Click && b.Style == kCheck) b.Value = !b.Value;
+    if (event == Event::Click && b.Style == kCheck) {
+      b.Value = !b.Value;
+      Touch("Buttons");
+    }
     return true;
   }
   return false;

@@ -1,6 +1,8 @@
 // The control kinds of a form, each holding its state in memory: the logic reads back
 // what it set and what the user did, tests read the same, and the page draws from the
-// changes the form records. Indexes are 0-based throughout.
+// changes the form records. Indexes are 0-based throughout. What the user did comes back
+// to the page with the next batch (a choice, a check, a tab), except typed text, which
+// the page has and which could overtake the user's next keys.
 //
 // Values set from code fire the handler the user's action would: a text box's or combo
 // box's Text fires Change, a check box's or option button's Value and a combo box's

@@ -333,7 +333,7 @@ TEST_F(SampleOnPage, APageThatGoesAwayEndsTheModalFormAsCancel) {
   EXPECT_TRUE(page.Take().empty());
 }
 
-TEST(FormsWireTest, AModalFormOutlivesAWireDestroyedUnderIt) {
+TEST(FormsTest, AModalFormOutlivesAWireDestroyedUnderIt) {
   auto page = std::make_unique<FakePage>();
   SampleAskForm ask(u"?");
   boost::asio::post(loop::Context(), [&] { page.reset(); });
