@@ -5,6 +5,7 @@
 #include <array>
 #include <boost/json.hpp>
 
+#include "platform/funnel.h"
 #include "runtime/errors.h"
 #include "runtime/text.h"
 
@@ -146,17 +147,29 @@ bool Form::Unload() { return UnloadAs(UnloadMode::Code); }
 bool Form::UnloadAs(UnloadMode mode) {
   if (closed_ || unloading_) return false;
   unloading_ = true;
-  EventArgs ask;
-  ask.mode = mode;
-  Raise("", Event::QueryUnload, ask);
-  if (ask.cancel && mode != UnloadMode::Abandoned) {
+  // A page that went away can't be kept: a failing handler is reported and the form goes
+  // all the same. Otherwise a failure leaves the form open and goes to the caller.
+  const auto run = [&](Event event, EventArgs& args) {
+    if (mode != UnloadMode::Abandoned) return Raise("", event, args);
+    ProtectedVoid(FromUtf8(name_ + ".Form_" + std::string(EventName(event))), [&] { Raise("", event, args); });
+    return true;
+  };
+  try {
+    EventArgs ask;
+    ask.mode = mode;
+    run(Event::QueryUnload, ask);
+    if (ask.cancel && mode != UnloadMode::Abandoned) {
+      unloading_ = false;
+      return false;
+    }
+    if (mode == UnloadMode::Abandoned) modalResult_ = 2;
+    EventArgs gone;
+    gone.mode = mode;
+    run(Event::Unload, gone);
+  } catch (...) {
     unloading_ = false;
-    return false;
+    throw;
   }
-  if (mode == UnloadMode::Abandoned) modalResult_ = 2;
-  EventArgs gone;
-  gone.mode = mode;
-  Raise("", Event::Unload, gone);
   unloading_ = false;
   closed_ = true;
   loaded_ = false;

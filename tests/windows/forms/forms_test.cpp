@@ -5,6 +5,7 @@
 
 #include "page_fixture.h"
 #include "platform/event_loop.h"
+#include "platform/funnel.h"
 #include "runtime/errors.h"
 
 #include <boost/asio/post.hpp>
@@ -331,6 +332,23 @@ TEST_F(SampleOnPage, APageThatGoesAwayEndsTheModalFormAsCancel) {
   EXPECT_EQ(frames.back().at("op"), "open");
   EXPECT_FALSE(page.Event(number, "txtName", "Change", {{"text", "x"}}));
   EXPECT_TRUE(page.Take().empty());
+}
+
+// A handler that fails is reported under its source name; the page goes on, and a page
+// that goes away still takes a form whose Unload fails.
+TEST_F(SampleOnPage, AFailingHandlerIsReportedAndThePageGoesOn) {
+  sample->On("picLogo", Event::Click, [](EventArgs&) { throw Error(91, u"Object variable not set"); });
+  sample->On(Event::Unload, [](EventArgs&) { throw Error(5, u"Invalid procedure call"); });
+  ASSERT_TRUE(page.Event(number, "picLogo", "Click"));
+  ASSERT_TRUE(funnel::LastError());
+  EXPECT_EQ(funnel::LastError()->Source, u"frmSample.picLogo_Click");
+  ASSERT_TRUE(page.Event(number, "txtName", "Change", {{"text", "still here"}}));
+  EXPECT_EQ(sample->lblEcho.Caption(), u"Hello, still here");
+  // Closed by the user, the failing Unload keeps the form; the page's going takes it.
+  ASSERT_TRUE(page.Event(number, "", "QueryUnload"));
+  EXPECT_EQ(page.wire.FormOf(number), sample);
+  page.wire.Abandon();
+  EXPECT_EQ(page.wire.FormOf(number), nullptr);
 }
 
 TEST(FormsTest, AModalFormOutlivesAWireDestroyedUnderIt) {
