@@ -349,8 +349,9 @@ const kinds = {
       // No scripts ever run in the frame; being same-origin lets the page read an edit.
       c.frame = el('iframe', { className: 'rv-htmlframe', sandbox: 'allow-same-origin', title: c.name });
       c.frame.addEventListener('load', () => {
-        const doc = c.frame.contentDocument;
-        if (!doc) return;
+        let doc = null;
+        try { doc = c.frame.contentDocument; } catch { doc = null; }
+        if (!doc) return;  // a server document in its own sandbox
         doc.designMode = c.props.EditMode ? 'on' : 'off';
         doc.addEventListener('click', (e) => {
           const a = e.target.closest && e.target.closest('a[href]');
@@ -367,7 +368,11 @@ const kinds = {
       return c.frame;
     },
     apply(c, prop, v) {
-      if (prop === 'DocumentHTML') {
+      if (prop === 'Location' || (prop === 'DocumentHTML' && c.props.Location)) {
+        // A document of the server: shown under its own policy, read-only.
+        if (c.props.Location) { c.frame.removeAttribute('srcdoc'); c.frame.src = c.props.Location; }
+        else { c.frame.removeAttribute('src'); c.frame.srcdoc = c.props.DocumentHTML || ''; }
+      } else if (prop === 'DocumentHTML') {
         // An edit coming back as it was sent is the frame's own text already.
         if (v !== c.lastSent) c.frame.srcdoc = v;
       } else if (prop === 'EditMode') {

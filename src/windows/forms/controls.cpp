@@ -915,22 +915,29 @@ void HtmlFrame::PrintDocument(bool) {
   Touch("Print");
 }
 
+void HtmlFrame::SetLocation(const std::u16string& address) {
+  if (Assign(location_, address)) Touch("Location");
+}
+
 void HtmlFrame::SetEditMode(bool on) {
   if (Assign(edit_, on)) Touch("EditMode");
 }
 
-std::vector<std::string_view> HtmlFrame::PropNames() const { return With({"EditMode", "DocumentHTML", "Print"}); }
+std::vector<std::string_view> HtmlFrame::PropNames() const {
+  return With({"EditMode", "DocumentHTML", "Location", "Print"});
+}
 
 json::value HtmlFrame::Prop(std::string_view prop) const {
   if (prop == "DocumentHTML") return Str(html_);
   if (prop == "EditMode") return edit_;
+  if (prop == "Location") return Str(location_);
   if (prop == "Print") return prints_;
   return Control::Prop(prop);
 }
 
 bool HtmlFrame::Take(Event event, const json::object& args, EventArgs& out) {
   if (event == Event::Change) {
-    if (!edit_) return false;
+    if (!edit_ || !location_.empty()) return false;
     if (auto h = ArgText(args, "html")) html_ = *h;
   } else if (event == Event::Click) {
     if (auto h = ArgText(args, "href")) href_ = *h;

@@ -389,12 +389,17 @@ class HtmlFrame : public Control, public presentation::HtmlView {
   int32_t Prints() const { return prints_; }
   bool EditMode() const { return edit_; }
   void SetEditMode(bool on);
+  // Shows a document the server serves by its address (a letter's page with its pictures,
+  // under the server's own document policy) instead of DocumentHTML; "" goes back to
+  // DocumentHTML. Such a document is shown, never edited.
+  const std::u16string& Location() const { return location_; }
+  void SetLocation(const std::u16string& address);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
   bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
-  std::u16string html_, href_;
+  std::u16string html_, href_, location_;
   bool edit_;
   int32_t prints_ = 0;
 };

@@ -216,15 +216,15 @@ bool Wire::Receive(std::string_view text) {
   std::shared_ptr<bool> alive = alive_;
   ++depth_;
   const bool handled =
-      Dispatch(static_cast<int32_t>(f->get_int64()), control, std::string_view(ev->get_string()), args);
+      Dispatch(static_cast<int32_t>(f->get_int64()), control, std::string_view(ev->get_string()), *args);
   if (!*alive) return handled;
   --depth_;
   Flush();
   return handled;
 }
 
-bool Wire::Dispatch(int32_t number, std::string_view controlName, std::string_view eventName, const void* argsPtr) {
-  const json::object& args = *static_cast<const json::object*>(argsPtr);
+bool Wire::Dispatch(int32_t number, std::string_view controlName, std::string_view eventName,
+                    const json::object& args) {
   Form* form = FormOf(number);
   auto event = EventFromName(eventName);
   if (!form || !event) return false;

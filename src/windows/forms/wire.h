@@ -46,7 +46,8 @@
 //   PictureBox   Picture (address)
 //   Menu         Items [{key,caption,group,checked,enabled,visible}],
 //                Popup {count, under}: the menu opens each time count grows
-//   HtmlFrame    DocumentHTML, EditMode, Print (grows at each print request)
+//   HtmlFrame    DocumentHTML, EditMode, Location (a server address shown instead of
+//                DocumentHTML when not ""), Print (grows at each print request)
 //   CommandButton Caption, Default (Enter presses it), Cancel (Escape presses it)
 // Indexes are 0-based. Texts are UTF-8 on the wire, UTF-16 in the logic.
 #pragma once
@@ -125,7 +126,7 @@ class Wire : public FormHost {
   };
   void Emit(std::string json);
   void OpenEntry(Form& form, std::unique_ptr<Form> owned, bool modal);
-  bool Dispatch(int32_t number, std::string_view control, std::string_view event, const void* args);
+  bool Dispatch(int32_t number, std::string_view control, std::string_view event, const boost::json::object& args);
 
   Send send_;
   const Registry& registry_;

@@ -265,6 +265,10 @@ TEST_F(SampleOnPage, ReportsThatCannotStandAreDroppedWithoutAHandler) {
   EXPECT_EQ(page.OneSet()["DHTMLEdit1.EditMode"], true);
   ASSERT_TRUE(page.Event(number, "DHTMLEdit1", "Change", {{"html", "<p>edited</p>"}}));
   EXPECT_EQ(Status(), "Edited: edited");
+  // A server document shown by address is never edited.
+  sample->DHTMLEdit1.SetLocation(u"/doc/1");
+  EXPECT_FALSE(page.Event(number, "DHTMLEdit1", "Change", {{"html", "<p>again</p>"}}));
+  EXPECT_EQ(sample->DHTMLEdit1.DocumentHTML(), u"<p>edited</p>");
 }
 
 TEST_F(SampleOnPage, ClosingAsksQueryUnloadWhichMayRefuse) {
