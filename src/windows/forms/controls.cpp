@@ -14,6 +14,11 @@ namespace json = boost::json;
 
 namespace {
 
+// The controls' own error numbers (described in the error table).
+constexpr int32_t kInvalidPropertyValue = 380;
+constexpr int32_t kInvalidPropertyIndex = 381;
+constexpr int32_t kElementNotFound = 35601;
+
 json::value Str(std::u16string_view text) { return json::string(ToUtf8(text)); }
 
 // Props of a kind after the common ones.
@@ -47,11 +52,11 @@ std::optional<bool> ArgBool(const json::object& args, std::string_view name) {
 }
 
 [[noreturn]] void BadIndex(const std::string& control) {
-  throw Error(381, u"Invalid property array index in " + FromUtf8(control));
+  throw Error(kInvalidPropertyIndex, u"Invalid property array index in " + FromUtf8(control));
 }
 
 [[noreturn]] void BadKey(const std::string& control, const std::u16string& key) {
-  throw Error(35601, u"Element not found: " + key + u" in " + FromUtf8(control));
+  throw Error(kElementNotFound, u"Element not found: " + key + u" in " + FromUtf8(control));
 }
 
 char16_t Lower(char16_t c) { return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c; }
@@ -131,7 +136,7 @@ void CheckBox::SetCaption(const std::u16string& caption) {
 }
 
 void CheckBox::SetValue(int32_t value) {
-  if (value < 0 || value > 2) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (value < 0 || value > 2) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (value_ == value) return;
   value_ = value;
   Touch("Value");
@@ -392,7 +397,7 @@ void ListView::SetSortKey(int32_t column) {
 }
 
 void ListView::SetSortOrder(int32_t order) {
-  if (order != 0 && order != 1) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (order != 0 && order != 1) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (sortOrder_ == order) return;
   sortOrder_ = order;
   Touch("SortOrder");
@@ -749,7 +754,7 @@ json::value StatusBar::Prop(std::string_view prop) const {
 // --- ProgressBar -----------------------------------------------------------------------
 
 void ProgressBar::SetRange(double min, double max) {
-  if (!(min < max)) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (!(min < max)) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (min_ == min && max_ == max) return;
   min_ = min;
   max_ = max;
@@ -760,7 +765,7 @@ void ProgressBar::SetRange(double min, double max) {
 }
 
 void ProgressBar::SetValue(double value) {
-  if (value < min_ || value > max_) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (value < min_ || value > max_) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (value_ == value) return;
   value_ = value;
   Touch("Value");
@@ -783,7 +788,7 @@ Timer::Timer(Form& form, std::string name, int32_t interval)
 }
 
 void Timer::SetInterval(int32_t ms) {
-  if (ms < 0) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (ms < 0) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (Assign(interval_, ms)) Touch("Interval");
 }
 

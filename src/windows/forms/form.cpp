@@ -93,7 +93,7 @@ void Form::SetCaption(const std::u16string& caption) {
 
 void Form::Adopt(std::unique_ptr<Control> control) {
   if (Find(control->Name()))
-    throw Error(5, u"A control named " + FromUtf8(control->Name()) + u" is already on " + FromUtf8(name_));
+    throw Error(errnum::kInvalidProcedureCall, u"A control named " + FromUtf8(control->Name()) + u" is already on " + FromUtf8(name_));
   controls_.push_back(std::move(control));
 }
 
