@@ -50,6 +50,8 @@ std::string PercentEncode(const std::string& utf8) {
   return out;
 }
 
+}  // namespace
+
 std::optional<std::string> PercentDecode(std::string_view s) {
   std::string out;
   for (size_t i = 0; i < s.size(); ++i) {
@@ -79,8 +81,6 @@ std::string HtmlEscape(const std::string& s) {
   }
   return out;
 }
-
-}  // namespace
 
 std::u16string ServedDocument(const std::u16string& html, const std::string& base) {
   std::u16string doc = presentation::RewriteExtractedRefs(html, [&](const presentation::ExtractedRef& ref) {
@@ -197,11 +197,10 @@ void ViewServer::Impl::Accept() {
   });
 }
 
-http::response<http::string_body> ViewServer::Impl::File(const http::request<http::string_body>& req,
-                                                         const std::u16string& folder, std::string_view encodedName) {
+FileAnswer ExtractedFile(const std::u16string& folder, std::string_view encodedName, bool head) {
+  FileAnswer a;
   const auto name = PercentDecode(encodedName);
-  if (!name || name->empty() || name->find('/') != std::string::npos || *name == "." || *name == "..")
-    return Plain(req, http::status::not_found, "not found");
+  if (!name || name->empty() || name->find('/') != std::string::npos || *name == "." || *name == "..") return a;
   const std::u16string path = fs::JoinPath(folder, FromUtf8(*name));
   const std::u16string canonical = presentation::CanonicalPath(path);
   const std::u16string canonicalFolder = presentation::CanonicalPath(folder);
@@ -209,14 +208,31 @@ http::response<http::string_body> ViewServer::Impl::File(const http::request<htt
   // climbing.
   if (canonical.empty() || canonicalFolder.empty() || canonical != fs::JoinPath(canonicalFolder, FromUtf8(*name)) ||
       !fs::FileExists(canonical))
-    return Plain(req, http::status::not_found, "not found");
+    return a;
   const FileKind kind = KindOf(FromUtf8(*name));
+  a.found = true;
+  a.type = kind.type;
+  if (!kind.isInline) a.disposition = "attachment; filename*=UTF-8''" + PercentEncode(*name);
+  if (!head) a.body = fs::ReadAll(canonical);
+  return a;
+}
+
+std::string DocumentPolicy(const std::string& origin, const std::string& prefix) {
+  return "default-src 'none'; script-src 'none'; object-src 'none'; img-src " + origin + prefix +
+         "f/ data:; style-src 'unsafe-inline' " + origin + prefix +
+         "f/; form-action 'none'; base-uri 'none'; frame-src 'none'; frame-ancestors " + origin +
+         "; sandbox allow-popups allow-popups-to-escape-sandbox";
+}
+
+http::response<http::string_body> ViewServer::Impl::File(const http::request<http::string_body>& req,
+                                                         const std::u16string& folder, std::string_view encodedName) {
+  FileAnswer a = ExtractedFile(folder, encodedName, req.method() == http::verb::head);
+  if (!a.found) return Plain(req, http::status::not_found, "not found");
   http::response<http::string_body> res(http::status::ok, req.version());
-  res.set(http::field::content_type, kind.type);
-  if (!kind.isInline)
-    res.set(http::field::content_disposition, "attachment; filename*=UTF-8''" + PercentEncode(*name));
+  res.set(http::field::content_type, a.type);
+  if (!a.disposition.empty()) res.set(http::field::content_disposition, a.disposition);
   res.set("Content-Security-Policy", "default-src 'none'; sandbox");
-  if (req.method() != http::verb::head) res.body() = fs::ReadAll(canonical);
+  res.body() = std::move(a.body);
   return res;
 }
 
@@ -244,11 +260,7 @@ http::response<http::string_body> ViewServer::Impl::Answer(const http::request<h
     } else if (rest == "doc") {
       res = http::response<http::string_body>(http::status::ok, req.version());
       res.set(http::field::content_type, docType);
-      res.set("Content-Security-Policy",
-              "default-src 'none'; script-src 'none'; object-src 'none'; img-src " + origin + prefix +
-                  "f/ data:; style-src 'unsafe-inline' " + origin + prefix +
-                  "f/; form-action 'none'; base-uri 'none'; frame-src 'none'; frame-ancestors " + origin +
-                  "; sandbox allow-popups allow-popups-to-escape-sandbox");
+      res.set("Content-Security-Policy", DocumentPolicy(origin, prefix));
       if (req.method() != http::verb::head) res.body() = docBody;
     } else if (rest.rfind("f/m/", 0) == 0) {
       res = File(req, presentation::MailFilesFolder(), std::string_view(rest).substr(4));

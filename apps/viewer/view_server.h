@@ -13,7 +13,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "presentation/html_text.h"
 
@@ -54,6 +56,23 @@ struct FileKind {
   bool isInline = false;
 };
 FileKind KindOf(const std::u16string& name);
+
+// A file of an extraction folder as the file route serves it: only a file directly in
+// `folder` under the percent-encoded name, by its canonical path; not found otherwise.
+struct FileAnswer {
+  bool found = false;
+  std::string type, disposition;  // disposition: "" to show inline
+  std::string body;               // empty for HEAD
+};
+FileAnswer ExtractedFile(const std::u16string& folder, std::string_view encodedName, bool head);
+
+// The Content-Security-Policy of a served letter: no script, nothing remote, images and
+// style sheets only from the file route under `prefix` ("/SECRET/"), framed only by
+// `origin`'s own pages.
+std::string DocumentPolicy(const std::string& origin, const std::string& prefix);
+
+std::optional<std::string> PercentDecode(std::string_view s);
+std::string HtmlEscape(const std::string& s);
 
 // Opens the URL in the desktop's browser (xdg-open, no shell). False when it can't start.
 bool OpenInBrowser(const std::string& url);

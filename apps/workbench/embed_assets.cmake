@@ -1,0 +1,20 @@
+# Writes OUT: a C++ file that holds every file of DIR as the workbench's web assets, so
+# the program serves its pages without reading or fetching anything at run time.
+# Usage: cmake -DDIR=... -DOUT=... -P embed_assets.cmake
+file(GLOB files RELATIVE ${DIR} ${DIR}/*.js ${DIR}/*.css ${DIR}/*.svg ${DIR}/*.png)
+list(SORT files)
+set(body "// Made by embed_assets.cmake from apps/workbench/web; not edited by hand.\n#include \"workbench/web_assets.h\"\n\nnamespace ravelin::workbench {\nnamespace {\n")
+set(table "")
+set(i 0)
+foreach(f ${files})
+  file(READ ${DIR}/${f} hex HEX)
+  string(LENGTH "${hex}" hexlen)
+  math(EXPR len "${hexlen} / 2")
+  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${hex}")
+  string(APPEND body "const char asset${i}[] = {${bytes}0};\n")
+  string(APPEND table "      {\"${f}\", std::string_view(asset${i}, ${len})},\n")
+  math(EXPR i "${i} + 1")
+endforeach()
+string(APPEND body "}  // namespace\n\nconst std::vector<WebAsset>& WebAssets() {\n  static const std::vector<WebAsset> assets = {\n${table}  };\n  return assets;\n}\n\n}  // namespace ravelin::workbench\n")
+file(WRITE ${OUT}.tmp "${body}")
+file(COPY_FILE ${OUT}.tmp ${OUT} ONLY_IF_DIFFERENT)

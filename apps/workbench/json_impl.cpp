@@ -1,0 +1,2 @@
+// Boost.JSON, header-only, compiled here for the test and benchmark programs.
+#include <boost/json/src.hpp>
