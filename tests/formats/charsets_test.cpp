@@ -87,8 +87,9 @@ TEST(ConvertCodePage, DecodesAKnownSampleOfEachCodePage) {
   for (const auto& r : rows) {
     EXPECT_EQ(ConvertCodePage(B(r.octets), r.cp, kCodePageUtf16), r.text) << "code page " << r.cp;
     // Writing goes back to the same octets where the code page holds the text.
-    if (r.cp != 0 && r.cp != 12345 && r.cp != 50220)
+    if (r.cp != 0 && r.cp != 12345 && r.cp != 50220) {
       EXPECT_EQ(ConvertCodePage(r.text, kCodePageUtf16, r.cp), B(r.octets)) << "code page " << r.cp;
+    }
   }
   // A character the target can't hold becomes "?".
   EXPECT_EQ(ConvertCodePage(u"Я€あ", kCodePageUtf16, 1251), B("\xDF\x88?"));

@@ -45,6 +45,13 @@ struct Source {
   std::u16string order;
 };
 
+// A statement of the rows of one letter or pack, checked for its plan only.
+Source RowsOf(std::u16string text) {
+  Source s;
+  s.text = std::move(text);
+  return s;
+}
+
 // The value a row is ordered by; rows with equal values may come in any order.
 std::string OrderValue(dao::Recordset& rs, const std::u16string& order) {
   Value v;
@@ -135,16 +142,16 @@ class ListIndexesTest : public StoreFixture {
     for (int32_t scope : {0, 1, 2, 4})
       for (bool deleted : {false, true})
         for (bool arc : {false, true})
-          out.push_back({store::GetPacksRecordSource(F, u"Work", scope, deleted, arc), false, false, false, true});
+          out.push_back({store::GetPacksRecordSource(F, u"Work", scope, deleted, arc), false, false, false, true, u""});
     for (int32_t pack : {1, 2, 5})
       for (int32_t status : {0, 1, 2})
         out.push_back({store::GetPackMsgRecordSource(pack, status, false), false, false, false, false, u"date"});
     for (int32_t key : {1, 7, 150}) {
-      out.push_back({store::GetAttachRecordSource(key)});
-      out.push_back({store::GetDataPrjRS(key, objLetter)});
-      out.push_back({store::GetPackItemsRSbyLetter(key)});
+      out.push_back(RowsOf(store::GetAttachRecordSource(key)));
+      out.push_back(RowsOf(store::GetDataPrjRS(key, objLetter)));
+      out.push_back(RowsOf(store::GetPackItemsRSbyLetter(key)));
     }
-    out.push_back({store::DeletedMsgCountStatement(2)});
+    out.push_back(RowsOf(store::DeletedMsgCountStatement(2)));
     return out;
   }
 
@@ -253,7 +260,9 @@ TEST_F(ListIndexesTest, CountsAgreeWithTheRowsOfEveryPack) {
     letters.PackNumber(Value(pack));
     EXPECT_EQ(letters.Count(), inPack) << pack;  // a true ShowDelated would mean the deleted only
     // Counting leaves the cursor where it was.
-    if (inPack > 1) EXPECT_EQ(letters.GetRecordset()->AbsolutePosition(), 0);
+    if (inPack > 1) {
+      EXPECT_EQ(letters.GetRecordset()->AbsolutePosition(), 0);
+    }
   }
 }
 
