@@ -79,7 +79,8 @@ int Import(Context& ctx, const Args& args) {
     if (n.skipped) ctx.out << n.skipped << " card(s) already in the address book\n";
     if (bad) ctx.out << bad << " card(s) could not be read (see above)\n";
   }
-  return 0;
+  // The good cards are in; a card that was skipped still makes the run a failure to report.
+  return bad ? 1 : 0;
 }
 
 // ---- addressbook list ----
