@@ -129,7 +129,7 @@ struct WorkbenchServer::Impl : std::enable_shared_from_this<Impl> {
   std::optional<std::string> Route(const Request& req) const;
   Response Answer(Request& req);
   Response Shell(const Request& req, const std::string& origin, const std::string& script,
-                 const std::string& data);
+                 const std::string& data, const std::string& style = {});
   void Dispatch(WsPage& page, const std::string& text);
 };
 
@@ -347,7 +347,9 @@ std::optional<std::string> WorkbenchServer::Impl::Route(const Request& req) cons
 // A page of the workbench: no inline script, scripts and styles only from the web folder,
 // connections only back to this server, documents only in the sandboxed frame.
 Response WorkbenchServer::Impl::Shell(const Request& req, const std::string& origin, const std::string& script,
-                                      const std::string& data) {
+                                      const std::string& data, const std::string& style) {
+  const std::string extraStyle =
+      style.empty() ? std::string() : "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/" + style + "\">";
   const std::string web = origin + Prefix() + "web/";
   std::string wsOrigin = origin;
   wsOrigin.replace(0, 4, "ws");
@@ -359,7 +361,7 @@ Response WorkbenchServer::Impl::Shell(const Request& req, const std::string& ori
                                          Prefix() + "doc/; base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
   res.body() = "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>Ravelin</title>"
                "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/style.css\">"
-               "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/forms.css\">"
+               + extraStyle +
                "<script type=\"module\" src=\"" + Prefix() + "web/" + script + "\"></script></head>"
                "<body " + data + "><div id=\"root\"></div></body></html>";
   return res;
@@ -402,7 +404,7 @@ Response WorkbenchServer::Impl::Answer(Request& req) {
     } else if (rest.rfind("form/", 0) == 0 && rest.size() > 5 &&
                rest.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", 5) ==
                    std::string::npos) {
-      res = Shell(req, origin, "form_page.js", "data-open-form=\"" + rest.substr(5) + "\"");
+      res = Shell(req, origin, "form_page.js", "data-open-form=\"" + rest.substr(5) + "\"", "forms.css");
     } else if (rest.rfind("web/", 0) == 0) {
       const std::string name = rest.substr(4);
       res = Plain(req, http::status::not_found, "not found");

@@ -8,6 +8,7 @@
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "platform/funnel.h"
+#include "platform/interaction.h"
 #include "platform/module1.h"
 #include "presentation/letter_html.h"
 #include "presentation/pack_report.h"
@@ -207,14 +208,28 @@ LetterPage MainPage::List(const Place& place, int32_t page) const {
 }
 
 int32_t MainPage::Delete(const std::vector<int32_t>& keys) const {
+  // Letters already in Recycle go for good, which is asked first, once for them all.
+  std::vector<int32_t> recycled;
+  ProtectedVoid(u"Ravelin.DeleteLetter2", [&] {
+    auto db = store::detail::OpenMailDatabase();
+    for (const int32_t key : keys) {
+      auto rs = db->OpenRecordset(u"Select MailFolder from Letters where key=" + NumToText(key), dao::dbOpenSnapshot);
+      if (!rs->Eof() && TextEquals(Str(*rs, u"MailFolder"), u"Recycle")) recycled.push_back(key);
+      rs->Close();
+    }
+    db->Close();
+  });
+  bool purge = false;
+  if (!recycled.empty())
+    purge = WideMsgBox(module1::GetMUIStringF(kSection, u"PurgeAsk",
+                                              u"%1 letters will be removed from the store for good. Go on?",
+                                              {NumToText(static_cast<int32_t>(recycled.size()))}),
+                       mb::kYesNo + mb::kExclamation + mb::kDefaultButton2) == mb::kYes;
   int32_t done = 0;
   for (const int32_t key : keys) {
+    const bool inRecycle = std::find(recycled.begin(), recycled.end(), key) != recycled.end();
+    if (inRecycle && !purge) continue;
     const bool ok = Protected(u"Ravelin.DeleteLetter2", false, [&] {
-      auto db = store::detail::OpenMailDatabase();
-      auto rs = db->OpenRecordset(u"Select MailFolder from Letters where key=" + NumToText(key), dao::dbOpenSnapshot);
-      const bool inRecycle = !rs->Eof() && TextEquals(Str(*rs, u"MailFolder"), u"Recycle");
-      rs->Close();
-      db->Close();
       store::DeleteLetter2(key, u"", false, 0, inRecycle ? 1 : 0);
       return true;
     });
@@ -274,8 +289,22 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
 }
 
 presentation::Document MainPage::Letter(int32_t key) const {
-  return Protected(u"Ravelin.CreateHTML_by_msgNumber", presentation::Document{},
-                   [&] { return presentation::CreateHTMLByMsgNumber(NumToText(key), true); });
+  presentation::Document doc = Protected(u"Ravelin.CreateHTML_by_msgNumber", presentation::Document{},
+                                         [&] { return presentation::CreateHTMLByMsgNumber(NumToText(key), true); });
+  // A letter opened has been read.
+  if (!doc.html.empty())
+    ProtectedVoid(u"frmMain.MarkRead", [&] {
+      auto db = store::detail::OpenMailDatabase();
+      auto rs = db->OpenRecordset(u"Select * from Letters where key=" + NumToText(key), dao::dbOpenDynaset);
+      if (!rs->Eof() && !Bool(*rs, u"Read")) {
+        rs->Edit();
+        rs->SetField(u"Read", Value(true));
+        rs->Update();
+      }
+      rs->Close();
+      db->Close();
+    });
+  return doc;
 }
 
 presentation::Document MainPage::PackReport(int32_t pack, std::u16string* title, const Progress& progress) const {

@@ -87,8 +87,8 @@ class MainPage {
   int32_t PageSize() const;
 
   // Moves the letters to Recycle; letters already there are removed for good (each one
-  // once no project or pack link holds it). Failures are reported through the funnel;
-  // returns how many were handled.
+  // once no project or pack link holds it) when the user says yes to the question.
+  // Failures are reported through the funnel; returns how many were handled.
   int32_t Delete(const std::vector<int32_t>& keys) const;
   int32_t Restore(const std::vector<int32_t>& keys) const;
 
@@ -101,6 +101,7 @@ class MainPage {
   ImportResult Import(std::vector<DroppedFile> files, const Progress& progress) const;
 
   // The letter as a document, its parts in the mail-files folder; empty when there's none.
+  // The letter counts as read from then on.
   presentation::Document Letter(int32_t key) const;
   // The report of a pack; `progress` may stop it.
   presentation::Document PackReport(int32_t pack, std::u16string* title, const Progress& progress) const;
