@@ -261,9 +261,11 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
   }
   double done = 0;
   const std::u16string status = Text(u"Importing", u"Importing letters...");
-  const auto keep = [&](std::u16string text) {
-    const int32_t key = Protected(u"Ravelin.AddLetterFromEML", int32_t{0},
-                                  [&] { return store::AddLetterFromText(std::move(text)); });
+  // One letter stored (or not: no text is a file that was no letter).
+  const auto keep = [&](std::optional<std::u16string> text) {
+    const int32_t key = !text ? 0 : Protected(u"Ravelin.AddLetterFromEML", int32_t{0}, [&] {
+      return store::AddLetterFromText(std::move(*text));
+    });
     if (key > 0) out.keys.push_back(key);
     else ++out.failed;
     ++done;
@@ -277,7 +279,7 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
       if (mbox[i]) {
         store::SplitMbox(octets, [&](store::MailboxLetter& l) { return keep(std::move(l.text)); });
       } else if (octets.find(':') == std::string::npos || octets.find(':') > octets.find('\n')) {
-        ++out.failed;  // no header field on its first line: not a letter
+        keep(std::nullopt);  // no header field on its first line: not a letter
       } else {
         keep(BytesToByteText(octets));
       }
