@@ -585,8 +585,9 @@ std::optional<json::value> WorkbenchServer::Ask(json::object dialog) {
   dialog["id"] = id;
   page->Send(dialog);
   auto keep = impl_;  // the server may be stopped while the question is open
-  while (!keep->answers.count(id) && !page->Closed() && !keep->stopped)
-    loop::RunUntil([&] { return keep->answers.count(id) || page->Closed() || keep->stopped; }, std::chrono::hours(1));
+  // Quit from any page ends the question too: the host is about to stop.
+  const auto over = [&] { return keep->answers.count(id) || page->Closed() || keep->stopped || keep->quit; };
+  while (!over()) loop::RunUntil(over, std::chrono::hours(1));
   auto it = keep->answers.find(id);
   if (it == keep->answers.end()) {
     // The page went away or the server stopped: the page's box goes too.

@@ -118,6 +118,15 @@ class ReportProgress : public presentation::ReportSink {
 
 }  // namespace
 
+void MainPage::Hold() {
+  if (!held_) held_ = store::detail::OpenMailDatabase();
+}
+
+void MainPage::Release() {
+  if (held_) held_->Close();
+  held_.reset();
+}
+
 std::vector<FolderEntry> MainPage::Folders() const {
   std::vector<FolderEntry> out;
   for (const char16_t* f : kMailFolderNames) out.push_back({f, FolderCaption(f)});
@@ -285,8 +294,11 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
       }
     }
   }
-  out.message = module1::GetMUIStringF(kSection, u"Imported", u"%1 letters imported, %2 failed",
-                                       {NumToText(static_cast<int32_t>(out.keys.size())), NumToText(out.failed)});
+  const std::initializer_list<std::u16string> counts = {NumToText(static_cast<int32_t>(out.keys.size())),
+                                                        NumToText(out.failed)};
+  out.message = out.stopped ? module1::GetMUIStringF(kSection, u"ImportStopped",
+                                                     u"Stopped: %1 letters imported, %2 failed", counts)
+                            : module1::GetMUIStringF(kSection, u"Imported", u"%1 letters imported, %2 failed", counts);
   return out;
 }
 
@@ -338,6 +350,7 @@ std::vector<std::pair<std::string, std::u16string>> MainPage::Texts() const {
       {"Drop", u"Drop .eml or mbox files here to import them."},
       {"Imported", u"%1 letters imported, %2 failed"},
       {"Importing", u"Importing letters..."},
+      {"ImportStopped", u"Stopped: %1 letters imported, %2 failed"},
       {"NoSelection", u"Choose a letter first."},
       {"Closed", u"The workbench has stopped. You may close this page."},
       {"Lost", u"The connection to Ravelin was lost."},

@@ -8,11 +8,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "presentation/html_text.h"
+
+namespace ravelin::dao {
+class Database;
+}  // namespace ravelin::dao
 
 namespace ravelin::desktop {
 
@@ -71,6 +76,12 @@ struct ImportResult {
 
 class MainPage {
  public:
+  // Keeps the mail database open between requests, as a window with its list does, so
+  // that each page is read through the connection already open instead of opening the
+  // file again. Other programs may still open the store. Release lets it go.
+  void Hold();
+  void Release();
+
   // The five mail folders in their usual order.
   std::vector<FolderEntry> Folders() const;
   // Both roots of the project tree as they are on disk (the live root first); folders
@@ -108,6 +119,9 @@ class MainPage {
 
   // Every text the page shows, by key.
   std::vector<std::pair<std::string, std::u16string>> Texts() const;
+
+ private:
+  std::shared_ptr<dao::Database> held_;
 };
 
 // The text shown for a place: the folder's caption, the project, the pack's name.

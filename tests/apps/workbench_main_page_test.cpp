@@ -138,6 +138,7 @@ TEST_F(MainPageTest, DroppedFilesAreImportedWithProgressAndStop) {
   const auto stopped = page.Import({{u"box.mbox", mbox}}, [](double, double, const std::u16string&) { return false; });
   EXPECT_TRUE(stopped.stopped);
   EXPECT_EQ(stopped.keys.size(), 1u);
+  EXPECT_EQ(stopped.message, u"Stopped: 1 letters imported, 0 failed");
   EXPECT_EQ(page.List({}, 1).rows.size(), 5u);
 }
 
@@ -156,6 +157,21 @@ TEST_F(MainPageTest, APackListsItsLettersOutsideRecycleAndAProjectItsOwn) {
   desktop::Place pack{desktop::Place::Kind::Pack};
   pack.pack = packs[0].number;
   EXPECT_EQ(Keys(page.List(pack, 1)), std::vector<int32_t>{a});
+
+  // The pack's report: its letters on one page; stopped at the first step, the page
+  // still comes, shorter.
+  std::u16string title;
+  int steps = 0;
+  const auto report = page.PackReport(pack.pack, &title, [&](double, double, const std::u16string&) {
+    ++steps;
+    return true;
+  });
+  EXPECT_EQ(title, u"Trip");
+  EXPECT_NE(report.html.find(u"mailto:s1@example.org"), std::u16string::npos);
+  EXPECT_GT(steps, 0);
+  const auto stopped = page.PackReport(pack.pack, nullptr, [](double, double, const std::u16string&) { return false; });
+  EXPECT_FALSE(stopped.html.empty());
+  EXPECT_LE(stopped.html.size(), report.html.size());
 
   desktop::Place project{desktop::Place::Kind::Project};
   project.project = u"Projects\\Acme";

@@ -202,6 +202,25 @@ try {
   check(await waitRows(page, (k) => !!document.querySelector(`tr[data-key="${k}"]`), hostileKey),
     'a closed tab answered Cancel: the letter stays, and the server still answers');
 
+  // A long import shows its progress and stops on Stop, keeping what it stored.
+  const many = [];
+  for (let i = 0; i < 3000; ++i)
+    many.push(`From a@example.org Mon Nov  2 09:15:00 2026\nFrom: a@example.org\nSubject: bulk ${i}\n\nletter ${i}\n`);
+  const importing = page.evaluate((text) => {
+    const dt = new DataTransfer();
+    dt.items.add(new File([text], 'bulk.mbox'));
+    document.dispatchEvent(new DragEvent('drop', { dataTransfer: dt, bubbles: true, cancelable: true }));
+  }, many.join('\n'));
+  await importing;
+  const stop = await page.waitForSelector('[data-action=stop]:not([hidden])', { timeout: 10000 }).catch(() => null);
+  check(stop !== null && await page.isVisible('[data-field=progress]'), 'a long import shows its progress and Stop');
+  if (stop) await stop.click();
+  check(await waitRows(page, () => /imported/.test(document.querySelector('[data-field=status]').textContent) &&
+    document.querySelector('[data-action=stop]').hidden), 'the import ends');
+  const told = await page.textContent('[data-field=status]');
+  const stored = Number((told.match(/(\d+)/) || [])[1]);
+  check(stored > 0 && stored < 3000, `Stop ends the import with what was stored (${told})`);
+
   // ---- refusals ----
   const host = `127.0.0.1:${port}`;
   check(await request(port, '/', { headers: { Host: host } }) === 404, 'no secret: refused');
