@@ -25,6 +25,8 @@ constexpr ErrorInfo kTable[] = {
     {76, u"Path not found"},
     {91, u"Object variable or With block variable not set"},
     {94, u"Invalid use of Null"},
+    {380, u"Invalid property value"},
+    {381, u"Invalid property array index"},
     {424, u"Object required"},
     {429, u"ActiveX component can't create object"},
     // The database engine.
@@ -80,6 +82,8 @@ constexpr ErrorInfo kTable[] = {
     {10060, u"The attempt to connect timed out"},
     {10061, u"The attempt to connect is forcefully rejected"},
     {11001, u"Authoritative answer: Host not found"},
+    // Controls.
+    {35601, u"Element not found"},
     {40006, u"Wrong protocol or connection state for the requested transaction or request"},
     {40014, u"The argument passed to a function was not in the correct format or in the specified range"},
     {40080, u"The secure connection could not be set up"},

@@ -14,11 +14,16 @@ namespace json = boost::json;
 
 namespace {
 
+// The controls' own error numbers (described in the error table).
+constexpr int32_t kInvalidPropertyValue = 380;
+constexpr int32_t kInvalidPropertyIndex = 381;
+constexpr int32_t kElementNotFound = 35601;
+
 json::value Str(std::u16string_view text) { return json::string(ToUtf8(text)); }
 
 // Props of a kind after the common ones.
 std::vector<std::string_view> With(std::vector<std::string_view> own) {
-  std::vector<std::string_view> all = {"Visible", "Enabled", "ToolTipText"};
+  std::vector<std::string_view> all = {"Visible", "Enabled", "ToolTipText", "Container"};
   all.insert(all.end(), own.begin(), own.end());
   return all;
 }
@@ -47,11 +52,11 @@ std::optional<bool> ArgBool(const json::object& args, std::string_view name) {
 }
 
 [[noreturn]] void BadIndex(const std::string& control) {
-  throw Error(381, u"Invalid property array index in " + FromUtf8(control));
+  throw Error(kInvalidPropertyIndex, u"Invalid property array index in " + FromUtf8(control));
 }
 
 [[noreturn]] void BadKey(const std::string& control, const std::u16string& key) {
-  throw Error(35601, u"Element not found: " + key + u" in " + FromUtf8(control));
+  throw Error(kElementNotFound, u"Element not found: " + key + u" in " + FromUtf8(control));
 }
 
 char16_t Lower(char16_t c) { return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c; }
@@ -112,12 +117,14 @@ json::value TextBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TextBox::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && !locked_) {
+bool TextBox::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (locked_) return false;
     if (auto t = ArgText(args, "text")) text_ = *t;
   } else if (event == Event::KeyPress) {
     if (auto k = ArgText(args, "key")) out.key = *k;
   }
+  return true;
 }
 
 // --- CheckBox --------------------------------------------------------------------------
@@ -129,7 +136,7 @@ void CheckBox::SetCaption(const std::u16string& caption) {
 }
 
 void CheckBox::SetValue(int32_t value) {
-  if (value < 0 || value > 2) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (value < 0 || value > 2) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (value_ == value) return;
   value_ = value;
   Touch("Value");
@@ -144,9 +151,13 @@ json::value CheckBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void CheckBox::Take(Event event, const json::object& args, EventArgs&) {
-  if (event != Event::Click) return;
-  if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) value_ = static_cast<int32_t>(*v);
+bool CheckBox::Take(Event event, const json::object& args, EventArgs&) {
+  if (event == Event::Click)
+    if (auto v = ArgInt(args, "value"); v && *v >= 0 && *v <= 2) {
+      value_ = static_cast<int32_t>(*v);
+      Touch("Value");
+    }
+  return true;
 }
 
 // --- OptionButton ----------------------------------------------------------------------
@@ -189,8 +200,9 @@ json::value OptionButton::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void OptionButton::Take(Event event, const json::object&, EventArgs&) {
+bool OptionButton::Take(Event event, const json::object&, EventArgs&) {
   if (event == Event::Click) Choose();
+  return true;
 }
 
 // --- ComboBox --------------------------------------------------------------------------
@@ -255,22 +267,29 @@ json::value ComboBox::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && style_ != kDropdownList) {
+bool ComboBox::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (style_ == kDropdownList) return false;
     if (auto t = ArgText(args, "text")) {
       text_ = *t;
       // Typing leaves the list's choice only when the text no longer names it.
-      if (listIndex_ >= 0 && list_[listIndex_] != text_) listIndex_ = -1;
+      if (listIndex_ >= 0 && list_[listIndex_] != text_) {
+        listIndex_ = -1;
+        Touch("ListIndex");
+      }
     }
   } else if (event == Event::Click) {
-    if (auto i = ArgInt(args, "index"); i && *i >= 0 && *i < ListCount()) {
-      listIndex_ = static_cast<int32_t>(*i);
-      text_ = list_[listIndex_];
-      out.index = listIndex_;
-    }
+    auto i = ArgInt(args, "index");
+    if (!i || *i < 0 || *i >= ListCount()) return false;
+    listIndex_ = static_cast<int32_t>(*i);
+    text_ = list_[listIndex_];
+    out.index = listIndex_;
+    Touch("ListIndex");
+    Touch("Text");
   } else if (event == Event::KeyPress) {
     if (auto k = ArgText(args, "key")) out.key = *k;
   }
+  return true;
 }
 
 // --- ListView --------------------------------------------------------------------------
@@ -378,7 +397,7 @@ void ListView::SetSortKey(int32_t column) {
 }
 
 void ListView::SetSortOrder(int32_t order) {
-  if (order != 0 && order != 1) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (order != 0 && order != 1) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (sortOrder_ == order) return;
   sortOrder_ = order;
   Touch("SortOrder");
@@ -450,22 +469,26 @@ json::value ListView::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void ListView::Take(Event event, const json::object& args, EventArgs& out) {
+bool ListView::Take(Event event, const json::object& args, EventArgs& out) {
   auto index = ArgInt(args, "index");
   if (event == Event::ColumnClick) {
-    if (index && *index >= 0) out.index = static_cast<int32_t>(*index);
-    return;
+    if (!index || *index < 0 || *index > static_cast<int64_t>(columns_.size())) return false;
+    out.index = static_cast<int32_t>(*index);
+    return true;
   }
-  if (event != Event::ItemClick && event != Event::DblClick && event != Event::ItemCheck) return;
-  if (!index || *index < 0 || *index >= Count()) return;
+  if (event != Event::ItemClick && event != Event::DblClick && event != Event::ItemCheck) return true;
+  if (!index) return event == Event::DblClick;  // a double click beside the items
+  if (*index < 0 || *index >= Count()) return false;
   out.index = static_cast<int32_t>(*index);
   out.key = items_[out.index].Key;
   if (event == Event::ItemCheck) {
     out.checked = ArgBool(args, "checked").value_or(!flags_[out.index].checked);
     flags_[out.index].checked = out.checked;
-  } else {
+  } else if (selected_ != out.index) {
     selected_ = out.index;
+    Touch("Selected");
   }
+  return true;
 }
 
 // --- TreeView --------------------------------------------------------------------------
@@ -542,12 +565,16 @@ json::value TreeView::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TreeView::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::ItemClick && event != Event::DblClick) return;
+bool TreeView::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::ItemClick && event != Event::DblClick) return true;
   auto key = ArgText(args, "key");
-  if (!key || !Find(*key)) return;
+  if (!key || !Find(*key)) return false;
   out.key = *key;
-  selected_ = *key;
+  if (selected_ != *key) {
+    selected_ = *key;
+    Touch("Selected");
+  }
+  return true;
 }
 
 // --- TabStrip --------------------------------------------------------------------------
@@ -603,12 +630,14 @@ json::value TabStrip::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void TabStrip::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::TabChange) return;
-  if (auto i = ArgInt(args, "index"); i && *i >= 0 && *i < Count()) {
-    tab_ = static_cast<int32_t>(*i);
-    out.index = tab_;
-  }
+bool TabStrip::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::TabChange) return true;
+  auto i = ArgInt(args, "index");
+  if (!i || *i < 0 || *i >= Count() || !tabs_[*i].visible) return false;
+  tab_ = static_cast<int32_t>(*i);
+  out.index = tab_;
+  Touch("Tab");
+  return true;
 }
 
 // --- Toolbar ---------------------------------------------------------------------------
@@ -673,17 +702,22 @@ json::value Toolbar::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void Toolbar::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::Click && event != Event::ButtonDropDown) return;
+bool Toolbar::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::Click && event != Event::ButtonDropDown) return true;
   auto key = ArgText(args, "key");
-  if (!key) return;
+  if (!key) return false;
   for (Button& b : buttons_) {
     if (b.Key != *key) continue;
+    if (!b.Enabled || !b.Visible || b.Style == kSeparator) return false;
     out.key = *key;
     // The page flips a check button as it is pressed; the logic reads the new state.
-    if (event == Event::Click && b.Style == kCheck) b.Value = !b.Value;
-    return;
+    if (event == Event::Click && b.Style == kCheck) {
+      b.Value = !b.Value;
+      Touch("Buttons");
+    }
+    return true;
   }
+  return false;
 }
 
 // --- StatusBar -------------------------------------------------------------------------
@@ -720,7 +754,7 @@ json::value StatusBar::Prop(std::string_view prop) const {
 // --- ProgressBar -----------------------------------------------------------------------
 
 void ProgressBar::SetRange(double min, double max) {
-  if (!(min < max)) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (!(min < max)) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (min_ == min && max_ == max) return;
   min_ = min;
   max_ = max;
@@ -731,7 +765,7 @@ void ProgressBar::SetRange(double min, double max) {
 }
 
 void ProgressBar::SetValue(double value) {
-  if (value < min_ || value > max_) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (value < min_ || value > max_) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (value_ == value) return;
   value_ = value;
   Touch("Value");
@@ -754,7 +788,7 @@ Timer::Timer(Form& form, std::string name, int32_t interval)
 }
 
 void Timer::SetInterval(int32_t ms) {
-  if (ms < 0) throw Error(380, u"Invalid property value for " + FromUtf8(Name()));
+  if (ms < 0) throw Error(kInvalidPropertyValue, u"Invalid property value for " + FromUtf8(Name()));
   if (Assign(interval_, ms)) Touch("Interval");
 }
 
@@ -851,16 +885,18 @@ json::value Menu::Prop(std::string_view prop) const {
   return Control::Prop(prop);
 }
 
-void Menu::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event != Event::MenuClick) return;
+bool Menu::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event != Event::MenuClick) return true;
   auto key = ArgText(args, "key");
-  if (!key) return;
+  if (!key) return false;
   for (Item& i : items_) {
     if (i.Key != *key) continue;
+    if (!i.Enabled || !i.Visible) return false;
     out.key = *key;
     if (!i.Group.empty()) SetChecked(*key, true);
-    return;
+    return true;
   }
+  return false;
 }
 
 // --- HtmlFrame -------------------------------------------------------------------------
@@ -884,26 +920,35 @@ void HtmlFrame::PrintDocument(bool) {
   Touch("Print");
 }
 
+void HtmlFrame::SetLocation(const std::u16string& address) {
+  if (Assign(location_, address)) Touch("Location");
+}
+
 void HtmlFrame::SetEditMode(bool on) {
   if (Assign(edit_, on)) Touch("EditMode");
 }
 
-std::vector<std::string_view> HtmlFrame::PropNames() const { return With({"EditMode", "DocumentHTML", "Print"}); }
+std::vector<std::string_view> HtmlFrame::PropNames() const {
+  return With({"EditMode", "DocumentHTML", "Location", "Print"});
+}
 
 json::value HtmlFrame::Prop(std::string_view prop) const {
   if (prop == "DocumentHTML") return Str(html_);
   if (prop == "EditMode") return edit_;
+  if (prop == "Location") return Str(location_);
   if (prop == "Print") return prints_;
   return Control::Prop(prop);
 }
 
-void HtmlFrame::Take(Event event, const json::object& args, EventArgs& out) {
-  if (event == Event::Change && edit_) {
+bool HtmlFrame::Take(Event event, const json::object& args, EventArgs& out) {
+  if (event == Event::Change) {
+    if (!edit_ || !location_.empty()) return false;
     if (auto h = ArgText(args, "html")) html_ = *h;
   } else if (event == Event::Click) {
     if (auto h = ArgText(args, "href")) href_ = *h;
     out.key = href_;
   }
+  return true;
 }
 
 // --- CommandButton ---------------------------------------------------------------------

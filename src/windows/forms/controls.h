@@ -1,6 +1,8 @@
 // The control kinds of a form, each holding its state in memory: the logic reads back
 // what it set and what the user did, tests read the same, and the page draws from the
-// changes the form records. Indexes are 0-based throughout.
+// changes the form records. Indexes are 0-based throughout. What the user did comes back
+// to the page with the next batch (a choice, a check, a tab), except typed text, which
+// the page has and which could overtake the user's next keys.
 //
 // Values set from code fire the handler the user's action would: a text box's or combo
 // box's Text fires Change, a check box's or option button's Value and a combo box's
@@ -48,7 +50,7 @@ class TextBox : public Control {
   void SetLocked(bool on);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string text_;
@@ -67,7 +69,7 @@ class CheckBox : public Control {
   void SetValue(int32_t value);  // fires Click
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string caption_;
@@ -88,7 +90,7 @@ class OptionButton : public Control {
   void SetValue(bool on);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   void Choose();
@@ -118,7 +120,7 @@ class ComboBox : public Control {
   int32_t GetStyle() const { return style_; }
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::u16string text_;
@@ -176,7 +178,7 @@ class ListView : public Control, public packs::ListView {
 
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   struct Flags {
@@ -211,7 +213,7 @@ class TreeView : public Control {
   void Select(const std::u16string& key);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   std::vector<Node> nodes_;
@@ -231,7 +233,7 @@ class TabStrip : public Control {
   void SetTab(int32_t index);  // fires TabChange
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   struct Page {
@@ -266,7 +268,7 @@ class Toolbar : public Control {
   void SetValue(const std::u16string& key, bool pressed);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   Button& At(const std::u16string& key);
@@ -360,7 +362,7 @@ class Menu : public Control {
   int32_t Popups() const { return popups_; }
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
   Item& At(const std::u16string& key);
@@ -387,12 +389,17 @@ class HtmlFrame : public Control, public presentation::HtmlView {
   int32_t Prints() const { return prints_; }
   bool EditMode() const { return edit_; }
   void SetEditMode(bool on);
+  // Shows a document the server serves by its address (a letter's page with its pictures,
+  // under the server's own document policy) instead of DocumentHTML; "" goes back to
+  // DocumentHTML. Such a document is shown, never edited.
+  const std::u16string& Location() const { return location_; }
+  void SetLocation(const std::u16string& address);
   std::vector<std::string_view> PropNames() const override;
   boost::json::value Prop(std::string_view prop) const override;
-  void Take(Event event, const boost::json::object& args, EventArgs& out) override;
+  bool Take(Event event, const boost::json::object& args, EventArgs& out) override;
 
  private:
-  std::u16string html_, href_;
+  std::u16string html_, href_, location_;
   bool edit_;
   int32_t prints_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <array>
 #include <boost/json.hpp>
 
+#include "platform/funnel.h"
 #include "runtime/errors.h"
 #include "runtime/text.h"
 
@@ -54,12 +55,23 @@ void Control::SetToolTipText(const std::u16string& text) {
   Touch("ToolTipText");
 }
 
-std::vector<std::string_view> Control::PropNames() const { return {"Visible", "Enabled", "ToolTipText"}; }
+void Control::SetContainer(const std::string& tabStrip, int32_t page) {
+  if (container_ == tabStrip && containerPage_ == page) return;
+  container_ = tabStrip;
+  containerPage_ = page;
+  Touch("Container");
+}
+
+std::vector<std::string_view> Control::PropNames() const { return {"Visible", "Enabled", "ToolTipText", "Container"}; }
 
 json::value Control::Prop(std::string_view prop) const {
   if (prop == "Visible") return visible_;
   if (prop == "Enabled") return enabled_;
   if (prop == "ToolTipText") return json::string(ToUtf8(toolTip_));
+  if (prop == "Container") {
+    if (container_.empty()) return nullptr;
+    return json::object{{"control", container_}, {"page", containerPage_}};
+  }
   return nullptr;
 }
 
@@ -81,7 +93,7 @@ void Form::SetCaption(const std::u16string& caption) {
 
 void Form::Adopt(std::unique_ptr<Control> control) {
   if (Find(control->Name()))
-    throw Error(5, u"A control named " + FromUtf8(control->Name()) + u" is already on " + FromUtf8(name_));
+    throw Error(errnum::kInvalidProcedureCall, u"A control named " + FromUtf8(control->Name()) + u" is already on " + FromUtf8(name_));
   controls_.push_back(std::move(control));
 }
 
@@ -135,17 +147,29 @@ bool Form::Unload() { return UnloadAs(UnloadMode::Code); }
 bool Form::UnloadAs(UnloadMode mode) {
   if (closed_ || unloading_) return false;
   unloading_ = true;
-  EventArgs ask;
-  ask.mode = mode;
-  Raise("", Event::QueryUnload, ask);
-  if (ask.cancel && mode != UnloadMode::Abandoned) {
+  // A page that went away can't be kept: a failing handler is reported and the form goes
+  // all the same. Otherwise a failure leaves the form open and goes to the caller.
+  const auto run = [&](Event event, EventArgs& args) {
+    if (mode != UnloadMode::Abandoned) return Raise("", event, args);
+    ProtectedVoid(FromUtf8(name_ + ".Form_" + std::string(EventName(event))), [&] { Raise("", event, args); });
+    return true;
+  };
+  try {
+    EventArgs ask;
+    ask.mode = mode;
+    run(Event::QueryUnload, ask);
+    if (ask.cancel && mode != UnloadMode::Abandoned) {
+      unloading_ = false;
+      return false;
+    }
+    if (mode == UnloadMode::Abandoned) modalResult_ = 2;
+    EventArgs gone;
+    gone.mode = mode;
+    run(Event::Unload, gone);
+  } catch (...) {
     unloading_ = false;
-    return false;
+    throw;
   }
-  if (mode == UnloadMode::Abandoned) modalResult_ = 2;
-  EventArgs gone;
-  gone.mode = mode;
-  Raise("", Event::Unload, gone);
   unloading_ = false;
   closed_ = true;
   loaded_ = false;

@@ -73,6 +73,11 @@ class Control {
   const std::u16string& ToolTipText() const { return toolTip_; }
   void SetToolTipText(const std::u16string& text);
   std::u16string Tag;  // the logic's own; never sent
+  // The page of a tab strip the control sits on: shown only while that page is the strip's
+  // current one. "" (the default) for the form itself.
+  const std::string& Container() const { return container_; }
+  int32_t ContainerPage() const { return containerPage_; }
+  void SetContainer(const std::string& tabStrip, int32_t page);
 
   // The names of the properties sent when the form opens, in order.
   virtual std::vector<std::string_view> PropNames() const;
@@ -80,8 +85,9 @@ class Control {
   virtual boost::json::value Prop(std::string_view prop) const;
   // Takes what the page reports with an event (the typed text, the clicked item) into
   // the control's state before the handler runs, without echoing it back and without
-  // firing handlers. Unknown or malformed arguments are ignored.
-  virtual void Take(Event event, const boost::json::object& args, EventArgs& out) {}
+  // firing handlers. False when the report can't stand (an item that isn't there, a
+  // disabled button): the event is dropped. Unknown arguments are ignored.
+  virtual bool Take(Event event, const boost::json::object& args, EventArgs& out) { return true; }
 
  protected:
   // Records that `prop` changed.
@@ -95,6 +101,8 @@ class Control {
   Kind kind_;
   bool visible_ = true, enabled_ = true;
   std::u16string toolTip_;
+  std::string container_;
+  int32_t containerPage_ = 0;
 };
 
 // One recorded property change: the control ("" for the form itself) and the property.

@@ -125,6 +125,9 @@ SampleForm::SampleForm()
     mnView.AddItem(MenuItem(u"List", "view"));
     mnView.AddItem(MenuItem(u"Report", "view", true));
     mnView.AddItem(MenuItem(u"Refresh", ""));
+    // The notes and the password sit on the second and third pages of the tab strip.
+    txtNotes.SetContainer("SSTab1", 1);
+    txtPassword.SetContainer("SSTab1", 2);
     picLogo.SetPicture(kLogo);
     picLogo.SetToolTipText(u"Logo");
     Progressbar1.SetRange(0, 5);

@@ -47,7 +47,7 @@ class SampleForm : public Form {
   HtmlFrame& DHTMLEdit1;
   CommandButton& cmdAsk;
 
-  // What the modal question was answered, and how often a close was refused.
+  // How often QueryUnload refused a close.
   int32_t refusedCloses = 0;
 
  private:

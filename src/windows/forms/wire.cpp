@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "platform/event_loop.h"
+#include "platform/funnel.h"
 #include "runtime/text.h"
 #include "windows/forms/controls.h"
 #include "windows/forms/sample.h"
@@ -13,6 +14,17 @@
 namespace ravelin::windows::forms {
 
 namespace json = boost::json;
+
+namespace {
+
+// The source name a handler's failure is reported under: "frmSample.txtName_Change",
+// "frmSample.Form_Load".
+std::u16string SourceOf(const Form& form, std::string_view control, Event event) {
+  return FromUtf8(form.Name() + "." + std::string(control.empty() ? "Form" : control) + "_" +
+                  std::string(EventName(event)));
+}
+
+}  // namespace
 
 // --- Registry --------------------------------------------------------------------------
 
@@ -89,7 +101,8 @@ void Wire::OpenEntry(Form& form, std::unique_ptr<Form> owned, bool modal) {
   form.AttachHost(this);
   const int32_t number = next_++;
   open_.push_back({number, &form, std::move(owned), modal});
-  form.Load();
+  // A failing Load is reported; the form opens with what it had set.
+  ProtectedVoid(SourceOf(form, "", Event::Load), [&] { form.Load(); });
   // Load may have closed the form again (a window that finds nothing to show).
   if (form.Closed() || NumberOf(form) < 0) return;
   Emit(OpenFrame(form, number, modal));
@@ -174,6 +187,10 @@ bool Wire::Receive(std::string_view text) {
   const json::value* op = o.if_contains("op");
   if (!op || !op->is_string()) return false;
 
+  // Forms closed while handling earlier frames are let go here, where no handler of
+  // theirs can still be running.
+  if (depth_ == 0) closedOwned_.clear();
+
   if (op->get_string() == "openForm") {
     const json::value* name = o.if_contains("name");
     if (!name || !name->is_string()) return false;
@@ -198,40 +215,38 @@ bool Wire::Receive(std::string_view text) {
 
   std::shared_ptr<bool> alive = alive_;
   ++depth_;
-  bool handled = false;
-  try {
-    handled = Dispatch(static_cast<int32_t>(f->get_int64()), control, std::string_view(ev->get_string()), args);
-  } catch (...) {
-    if (*alive) --depth_;
-    throw;
-  }
+  const bool handled =
+      Dispatch(static_cast<int32_t>(f->get_int64()), control, std::string_view(ev->get_string()), *args);
   if (!*alive) return handled;
   --depth_;
   Flush();
-  if (depth_ == 0) closedOwned_.clear();
   return handled;
 }
 
-bool Wire::Dispatch(int32_t number, std::string_view controlName, std::string_view eventName, const void* argsPtr) {
-  const json::object& args = *static_cast<const json::object*>(argsPtr);
+bool Wire::Dispatch(int32_t number, std::string_view controlName, std::string_view eventName,
+                    const json::object& args) {
   Form* form = FormOf(number);
   auto event = EventFromName(eventName);
   if (!form || !event) return false;
   EventArgs e;
+  // A handler's failure is reported under its source name, as the windows' own handlers
+  // do; the page and the other forms go on.
+  const std::u16string source = SourceOf(*form, controlName, *event);
   if (controlName.empty()) {
     switch (*event) {
-      case Event::QueryUnload: form->UnloadAs(UnloadMode::User); return true;
+      case Event::QueryUnload: ProtectedVoid(source, [&] { form->UnloadAs(UnloadMode::User); }); return true;
       // Gone without asking: QueryUnload's answer can't keep it, and the form ends as Cancel.
-      case Event::Unload: return form->UnloadAs(UnloadMode::Abandoned);
+      case Event::Unload:
+        return Protected(source, false, [&] { return form->UnloadAs(UnloadMode::Abandoned); });
       case Event::Load: return true;
-      default: return form->Raise("", *event, e);
+      default: return Protected(source, false, [&] { return form->Raise("", *event, e); });
     }
   }
   Control* control = form->Find(controlName);
   // A disabled control can't be used; a page that reports it anyway is ignored.
   if (!control || !control->Enabled()) return false;
-  control->Take(*event, args, e);
-  form->Raise(control->Name(), *event, e);
+  if (!control->Take(*event, args, e)) return false;
+  ProtectedVoid(source, [&] { form->Raise(control->Name(), *event, e); });
   return true;
 }
 

@@ -27,7 +27,8 @@
 //     control "" with prop "Caption" for the form's caption. One batch per handled event.
 //   {"op":"close","form":F}
 //
-// Props of every control: Visible, Enabled (bools), ToolTipText. Then by kind:
+// Props of every control: Visible, Enabled (bools), ToolTipText, Container ({control,
+// page}: shown only while that tab strip shows that page; null for none). Then by kind:
 //   Label        Caption
 //   TextBox      Text, Mode ("single"|"multi"|"password"), Locked
 //   CheckBox     Caption, Value (0 unchecked, 1 checked, 2 grayed)
@@ -45,7 +46,8 @@
 //   PictureBox   Picture (address)
 //   Menu         Items [{key,caption,group,checked,enabled,visible}],
 //                Popup {count, under}: the menu opens each time count grows
-//   HtmlFrame    DocumentHTML, EditMode, Print (grows at each print request)
+//   HtmlFrame    DocumentHTML, EditMode, Location (a server address shown instead of
+//                DocumentHTML when not ""), Print (grows at each print request)
 //   CommandButton Caption, Default (Enter presses it), Cancel (Escape presses it)
 // Indexes are 0-based. Texts are UTF-8 on the wire, UTF-16 in the logic.
 #pragma once
@@ -124,7 +126,7 @@ class Wire : public FormHost {
   };
   void Emit(std::string json);
   void OpenEntry(Form& form, std::unique_ptr<Form> owned, bool modal);
-  bool Dispatch(int32_t number, std::string_view control, std::string_view event, const void* args);
+  bool Dispatch(int32_t number, std::string_view control, std::string_view event, const boost::json::object& args);
 
   Send send_;
   const Registry& registry_;
