@@ -273,6 +273,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return Respond(req, std::move(res));
     }
     auto page = std::make_shared<WsPage>(std::move(socket_), server_, ++s.nextPage);
+    std::erase_if(s.pages, [](const std::weak_ptr<WsPage>& w) { return w.expired(); });
     s.pages.push_back(page);
     page->Start(std::move(req));
   }

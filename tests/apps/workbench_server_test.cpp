@@ -192,6 +192,16 @@ TEST_F(WorkbenchServerTest, EveryAddressNeedsTheSecretAndThisServersHost) {
   EXPECT_EQ(Get(prefix, "localhost:" + std::to_string(server->Port())).status, 200);
 }
 
+TEST_F(WorkbenchServerTest, APortInUseIsSaidInWords) {
+  try {
+    workbench::WorkbenchServer second(workbench::WorkbenchServer::Options{server->Port()});
+    FAIL() << "two servers on one port";
+  } catch (const Error& e) {
+    EXPECT_NE(ToUtf8(e.Description()).find("127.0.0.1:" + std::to_string(server->Port())), std::string::npos);
+  }
+  EXPECT_EQ(Get(prefix).status, 200) << "the first server goes on";
+}
+
 TEST_F(WorkbenchServerTest, PagesRunOnlyTheServersOwnScripts) {
   const Reply page = Get(prefix);
   const std::string csp = page.H("Content-Security-Policy");
