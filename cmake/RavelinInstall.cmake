@@ -10,6 +10,7 @@ set(ravelin_public_headers
   facade/ravelin.h
   formats/mime_parser.h
   platform/db/dao.h platform/funnel.h platform/host_common.h platform/interaction.h
+  packs/abpack.h packs/address_book.h
   platform/language.h platform/module1.h
   presentation/views.h
   runtime/dates.h runtime/errors.h runtime/text.h runtime/types.h runtime/value.h runtime/vbstring.h

@@ -2,7 +2,7 @@
 # Builds the libFuzzer targets with clang and runs each for a while.
 #   scripts/fuzz.sh [SECONDS [TARGET...]]    (default 60 s each; targets: mime_parser,
 #                                             header_decoder, date_reader, sql_translator,
-#                                             mbox_splitter)
+#                                             mbox_splitter, vcard_reader)
 # Inputs that crash are copied to tests/formats/fuzz_regressions/ (named after the target),
 # which the reader's unit test replays. The growing corpora live in the build folder; the
 # reader's is seeded from samples/ and from the shared corpus of real mail beside the
@@ -10,7 +10,7 @@
 set -eu
 seconds="${1:-60}"
 [ $# -gt 0 ] && shift
-targets="${*:-mime_parser header_decoder date_reader sql_translator mbox_splitter}"
+targets="${*:-mime_parser header_decoder date_reader sql_translator mbox_splitter vcard_reader}"
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="${RAVELIN_FUZZ_BUILD:-$root/build-fuzz}"
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -25,6 +25,11 @@ for t in $targets; do
   mkdir -p "$corpus" "$artifacts"
   if [ "$t" = mime_parser ]; then
     for seed in "$root"/samples/*.eml "$root"/tests/formats/fuzz_regressions/* "$root"/../shared/corpus/*/*; do
+      [ -f "$seed" ] && cp -n "$seed" "$corpus/" 2>/dev/null || true
+    done
+  fi
+  if [ "$t" = vcard_reader ]; then
+    for seed in "$root"/tests/formats/vcards/*.vcf "$root"/tests/formats/fuzz_regressions/vcard_reader-*; do
       [ -f "$seed" ] && cp -n "$seed" "$corpus/" 2>/dev/null || true
     done
   fi

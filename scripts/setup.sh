@@ -7,6 +7,7 @@ packages=(
   g++ cmake make pkg-config
   libsqlite3-dev libicu-dev libssl-dev libboost1.81-dev
   libgumbo-dev
+  libgd-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   python3-aiosmtpd

@@ -68,7 +68,8 @@ void PrintJson(std::ostream& out, const mailHeader& h) {
   }
   json::array files;
   for (const AttachFile& a : h.attFiles) {
-    const std::string octets = ByteTextToBytes(a.fData);
+    const std::string copy = a.HoldsOctets() ? std::string() : ByteTextToBytes(a.fData);
+    const std::string& octets = a.HoldsOctets() ? a.fOctets : copy;
     files.push_back(json::object{{"ftype", JsonText(a.ftype)},
                                  {"fsubtype", JsonText(a.fsubtype)},
                                  {"fname", JsonText(a.fname)},
@@ -94,7 +95,7 @@ void PrintText(std::ostream& out, const mailHeader& h) {
     const AttachFile& a = h.attFiles[i];
     out << "  " << (i + 1) << ". " << ToUtf8(a.ftype) << "/" << ToUtf8(a.fsubtype);
     if (!a.fname.empty()) out << " \"" << ToUtf8(a.fname) << "\"";
-    out << ", " << ByteTextToBytes(a.fData).size() << " octets";
+    out << ", " << (a.HoldsOctets() ? a.fOctets.size() : ByteTextToBytes(a.fData).size()) << " octets";
     if (!a.Content_ID.empty()) out << ", id " << ToUtf8(a.Content_ID);
     out << "\n";
   }
@@ -109,16 +110,18 @@ int Parse(Context& ctx, const Args& args) {
     ctx.err << "ravelin: " << args.Positional()[0] << ": " << refusal << "\n";
     return 1;
   }
-  std::string octets;
+  // The file is read straight into byte text, and that text becomes the record's raw body.
+  std::u16string text;
   try {
-    octets = fs::ReadAll(path);
+    text = fs::ReadAllByteText(path);
   } catch (...) {
     ctx.err << "ravelin: cannot read " << args.Positional()[0] << "\n";
     return 1;
   }
   mailHeader h;
-  GetSubItems(BytesToByteText(octets), h);
-  h.mSize = static_cast<int32_t>(std::min<size_t>(octets.size(), INT32_MAX));
+  const size_t size = text.size();
+  GetSubItems(std::move(text), h);
+  h.mSize = static_cast<int32_t>(std::min<size_t>(size, INT32_MAX));
   if (args.Has("--json")) PrintJson(ctx.out, h);
   else PrintText(ctx.out, h);
   return 0;
@@ -134,16 +137,17 @@ int Export(Context& ctx, const Args& args) {
     ctx.err << "ravelin: no letter " << keyText << "\n";
     return 1;
   }
-  const std::string octets = ByteTextToBytes(text);
+  // Written out a slice at a time: a large letter is never held a second time as octets.
   if (auto file = args.Get("-o")) {
     try {
-      fs::WriteAll(FromUtf8(*file), octets);
+      fs::WriteAllByteText(FromUtf8(*file), text);
     } catch (...) {
       ctx.err << "ravelin: cannot write " << *file << "\n";
       return 1;
     }
   } else {
-    ctx.out << octets;
+    constexpr size_t kSlice = size_t{1} << 20;
+    for (size_t at = 0; at < text.size(); at += kSlice) ctx.out << ByteTextToBytes(std::u16string_view(text).substr(at, kSlice));
   }
   return 0;
 }

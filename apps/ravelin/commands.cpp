@@ -55,6 +55,9 @@ void PrintHelp(std::ostream& out) {
          "               the project tree's live and archive roots for this run\n"
          "               (default: the settings' [Projects] LiveRoot and ArchiveRoot, else Projects and Archive in\n"
          "               the home)\n"
+         "  --addressbook FILE\n"
+         "               the address book for this run (default: the settings' [AddressBook] File, else\n"
+         "               AddressBook.db beside the mail database)\n"
          "  --help       show this help\n"
          "  --version    show the version\n\n"
          "Commands:\n";

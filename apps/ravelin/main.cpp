@@ -55,6 +55,7 @@ class TerminalHost : public DefaultHostCommon {
 int Main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   std::string home, projectsRoot, archiveRoot;
+  std::string addressBook;
   size_t i = 0;
   for (; i < args.size(); ++i) {
     const std::string& a = args[i];
@@ -78,6 +79,12 @@ int Main(int argc, char** argv) {
         return 2;
       }
       (a == "--projects-root" ? projectsRoot : archiveRoot) = args[++i];
+    } else if (a == "--addressbook") {
+      if (i + 1 >= args.size()) {
+        std::cerr << "ravelin: --addressbook needs a file\n";
+        return 2;
+      }
+      addressBook = args[++i];
     } else if (a.rfind("-", 0) == 0) {
       std::cerr << "ravelin: unknown option " << a << " (see ravelin --help)\n";
       return 2;
@@ -123,6 +130,7 @@ int Main(int argc, char** argv) {
   InstallCompressWindow();
   Ravelin& mail = module1::SharedMail();
   mail.AppPath(module1::EffectiveAppPath());
+  mail.UseAddressBook(FromUtf8(addressBook));
 
   Context ctx{mail, std::cout, std::cerr, isatty(0) && isatty(1), own};
   if (command->needsStore) PrepareStore(ctx);

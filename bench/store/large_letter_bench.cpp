@@ -132,7 +132,7 @@ void BM_Parse(benchmark::State& state) {
     mailHeader h;
     GetSubItems(ReadFileBytes(FromUtf8(w.eml())), h);
     benchmark::DoNotOptimize(h.attFiles.size());
-    if (h.attFiles.empty() || h.attFiles.back().fData.size() != kAttachment) state.SkipWithError("part lost");
+    if (h.attFiles.empty() || h.attFiles.back().DataSize() != kAttachment) state.SkipWithError("part lost");
   }
   Report(state, before, w.size());
 }

@@ -24,6 +24,7 @@ namespace dao {
 class Recordset;
 }  // namespace dao
 namespace packs {
+class ABPack;
 class ListView;
 class StatusBar;
 struct ListItem;
@@ -313,6 +314,19 @@ class Ravelin {
   std::u16string InsertQuoting(const std::u16string& Initials, const std::u16string& strMsg);
   int32_t GetWordStartPosition(int32_t start, const std::u16string& str);
   std::u16string InsBlkQuote();
+
+  // ---- Address-book packs (src/facade/ravelin_addressbook.cpp) ----
+  // Makes the host's address book (AddressBook.db beside the mail database, the settings'
+  // [AddressBook] File, or `file` when given) and its photo store the process's own, and
+  // lets address-book reports write their letters' rows. LoadABPack does it when no
+  // address book is installed yet.
+  void UseAddressBook(const std::u16string& file = {});
+  // The pack of one address-book object (not yet enumerated), opened in the pack window
+  // when a host installed one (packs::SetABPackWindow). ShowDeleted true: deleted letters
+  // only; false: the deleted ones hidden. Null on failure.
+  std::shared_ptr<packs::ABPack> LoadABPack(int32_t ObjectID, int32_t ObjectType, int32_t aFiltr = 0,
+                                            const std::u16string& rProject = {}, bool InsArcPrj = false,
+                                            bool ShowDeleted = false, void* ParentForm = nullptr);
 
   // ---- Further families are declared by their subsystems below ----
 

@@ -136,18 +136,29 @@ size_t Clean(const char16_t* src, size_t n, char16_t after, unsigned char* out) 
 // One group of four cleaned octets into up to three units of output, with the values
 // -1 for strangers and 64 for "=" carrying into the octets before, as the sum
 // c1*262144 + c2*4096 + c3*64 + c4 does in two's complement.
-inline void DecodeGroup(const unsigned char* g, char16_t* out, size_t keep) {
+template <typename Unit>
+inline void DecodeGroup(const unsigned char* g, Unit* out, size_t keep) {
   int32_t v = kDecode[g[0]] * 262144 + kDecode[g[1]] * 4096 + kDecode[g[2]] * 64 + kDecode[g[3]];
   uint32_t u = static_cast<uint32_t>(v);
-  char16_t o[3] = {static_cast<char16_t>((u >> 16) & 0xFF), static_cast<char16_t>((u >> 8) & 0xFF),
-                   static_cast<char16_t>(u & 0xFF)};
+  Unit o[3] = {static_cast<Unit>((u >> 16) & 0xFF), static_cast<Unit>((u >> 8) & 0xFF), static_cast<Unit>(u & 0xFF)};
   for (size_t k = 0; k < keep; ++k) out[k] = o[k];
 }
 
 #if RAVELIN_X86
 // Decodes whole blocks of 32 alphabet octets (no "=", no stranger) into 24 units each;
 // returns the number of octets taken. Stops at the first block it can't take whole.
-__attribute__((target("avx2"))) size_t DecodeBlocksAvx2(const unsigned char* in, size_t n, char16_t* out) {
+// The 24 decoded octets of one block go out as units of byte text, or as they are.
+__attribute__((target("avx2"))) inline void StoreBlock(__m256i m, char16_t* out) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu8_epi16(_mm256_castsi256_si128(m)));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16), _mm_cvtepu8_epi16(_mm256_extracti128_si256(m, 1)));
+}
+__attribute__((target("avx2"))) inline void StoreBlock(__m256i m, char* out) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(m));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(m, 1));
+}
+
+template <typename Unit>
+__attribute__((target("avx2"))) size_t DecodeBlocksAvx2(const unsigned char* in, size_t n, Unit* out) {
   const __m256i lut_lo = _mm256_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A,
                                           0x1B, 0x1B, 0x1B, 0x1A, 0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
                                           0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
@@ -175,10 +186,7 @@ __attribute__((target("avx2"))) size_t DecodeBlocksAvx2(const unsigned char* in,
     m = _mm256_madd_epi16(m, _mm256_set1_epi32(0x00011000));
     m = _mm256_shuffle_epi8(m, shuf);
     m = _mm256_permutevar8x32_epi32(m, perm);  // 24 octets at the start
-    __m256i w0 = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(m));
-    __m128i w1 = _mm_cvtepu8_epi16(_mm256_extracti128_si256(m, 1));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + w), w0);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + w + 16), w1);
+    StoreBlock(m, out + w);
     i += 32;
     w += 24;
   }
@@ -310,7 +318,14 @@ std::u16string AsciiToBase64(std::u16string_view sSource) {
   return out;
 }
 
-std::u16string Base64ToAscii(std::u16string_view sSource) {
+namespace {
+
+// The decoder behind both results: `Text` is std::u16string (byte text) or std::string
+// (octets). Returns false, leaving `out` alone, when fewer than four characters remain
+// after cleaning (such a text is not decoded at all).
+template <typename Text>
+bool DecodeBase64(std::u16string_view sSource, Text& out) {
+  using Unit = typename Text::value_type;
   const size_t n = sSource.size();
   const char16_t* src = sSource.data();
   auto dropped = [&](size_t i) {
@@ -329,8 +344,8 @@ std::u16string Base64ToAscii(std::u16string_view sSource) {
 
   // Clean and decode chunk by chunk through a small buffer; whole groups are decoded as
   // they come and the 0..3 characters of an unfinished group carry over.
-  std::u16string out(n / 4 * 3 + 3, u'\0');
-  char16_t* o = out.data();
+  Text decoded(n / 4 * 3 + 3, Unit{0});
+  Unit* o = decoded.data();
   size_t written = 0, cleanedTotal = 0;
   constexpr size_t kChunk = 16384;
   alignas(32) unsigned char chunk[kChunk + 64];
@@ -359,17 +374,29 @@ std::u16string Base64ToAscii(std::u16string_view sSource) {
     std::memmove(chunk, chunk + 4 * groups, have - 4 * groups);
     have -= 4 * groups;
   }
-  if (cleanedTotal < 4) {
-    // Fewer than four characters left: the cleaned text itself, undecoded.
-    std::u16string cleaned;
-    for (size_t k = 0; k < n; ++k)
-      if (!dropped(k)) cleaned.push_back(src[k]);
-    return cleaned;
-  }
+  if (cleanedTotal < 4) return false;
   // Octets that the last group wrote past the length fall away.
-  out.resize(cleanedTotal / 4 * 3 - pads);
+  decoded.resize(cleanedTotal / 4 * 3 - pads);
+  out = std::move(decoded);
+  return true;
+}
+
+}  // namespace
+
+std::u16string Base64ToAscii(std::u16string_view sSource) {
+  std::u16string out;
+  if (DecodeBase64(sSource, out)) return out;
+  // Fewer than four characters left: the cleaned text itself, undecoded.
+  const size_t n = sSource.size();
+  for (size_t k = 0; k < n; ++k) {
+    const char16_t c = sSource[k];
+    const bool drop = c == u'\n' || c == u'\t' || c == u' ' || (c == u'\r' && k + 1 < n && sSource[k + 1] == u'\n');
+    if (!drop) out.push_back(c);
+  }
   return out;
 }
+
+bool Base64ToOctets(std::u16string_view sSource, std::string& octets) { return DecodeBase64(sSource, octets); }
 
 int32_t CalcBase64strSize(int32_t lngStr) {
   int64_t size = static_cast<int64_t>(lngStr / 3) * 4 + (lngStr % 3 != 0 ? 4 : 0);
@@ -467,6 +494,44 @@ std::u16string Decode_quoted_printable(std::u16string_view Text) {
   }
   buf.resize(static_cast<size_t>(o - b));
   return buf;
+}
+
+namespace {
+
+// Whether the text may be cut behind the line feed at q, the two pieces decoding to what
+// the whole decodes to: a hard line break (its LF stays) whose unit before is no "=", so
+// that neither a soft break nor an escape reaches across the cut.
+bool QuotedPrintableCut(std::u16string_view t, size_t q) {
+  if (q == 0) return false;
+  const char16_t before = t[q - 1];
+  if (before == u'=' || before == u'\n') return false;
+  return before != u'\r' || (q >= 2 && t[q - 2] != u'=');
+}
+
+}  // namespace
+
+bool QuotedPrintableToOctets(std::u16string_view Text, std::string& octets, size_t slice) {
+  std::string out;
+  out.reserve(Text.size());
+  size_t from = 0;
+  while (from < Text.size()) {
+    size_t to = Text.size();
+    if (Text.size() - from > slice) {
+      for (size_t q = Text.find(u'\n', from + slice); q != std::u16string_view::npos; q = Text.find(u'\n', q + 1)) {
+        if (QuotedPrintableCut(Text, q)) {
+          to = q + 1;
+          break;
+        }
+      }
+    }
+    for (char16_t c : Decode_quoted_printable(Text.substr(from, to - from))) {
+      if (c > 0xFF) return false;
+      out.push_back(static_cast<char>(c));
+    }
+    from = to;
+  }
+  octets = std::move(out);
+  return true;
 }
 
 // ---- Splitting ----

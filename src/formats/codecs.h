@@ -28,6 +28,9 @@ std::u16string AsciiToBase64(std::u16string_view sSource);
 // result by one octet each; a character outside the alphabet counts -1 and a trailing
 // partial group is dropped. Never fails.
 std::u16string Base64ToAscii(std::u16string_view sSource);
+// The same decoding straight into octets, for parts too large to hold twice: false (and
+// `octets` untouched) where Base64ToAscii would give the cleaned text back undecoded.
+bool Base64ToOctets(std::u16string_view sSource, std::string& octets);
 
 // Length of the Base64 form of lngStr octets, without line breaks. Raises Overflow (6)
 // when the result does not fit 32 bits.
@@ -43,6 +46,11 @@ std::u16string Code_quoted_printable(std::u16string_view Text);
 // is octet 0, "=4Z" octet 4), and a decoded "=" is not read again. A final "=" stays.
 // FAILS with Error 5 (invalid procedure call) when the text ends in "=" and one character.
 std::u16string Decode_quoted_printable(std::u16string_view Text);
+// The same decoding into octets, a slice of about `slice` units at a time (cut only at
+// hard line breaks), so that a large part never has a full-size byte text beside it.
+// False, with `octets` untouched, when the text holds a unit above U+00FF; fails as
+// Decode_quoted_printable does.
+bool QuotedPrintableToOctets(std::u16string_view Text, std::string& octets, size_t slice = size_t{1} << 16);
 
 // Splits `str` at `Delim`, comparing without regard to case. Never empty: a text
 // without the delimiter gives itself, and an empty element behind a final delimiter is

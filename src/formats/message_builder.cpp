@@ -44,16 +44,27 @@ void AppendBase64Lines(u16& out, u16v octets, u16v Delim) {
   }
 }
 
+// The same for a part held as octets: each slice is widened to byte text on its way.
+void AppendBase64Lines(u16& out, std::string_view octets, u16v Delim) {
+  constexpr size_t kLineOctets = 54;
+  constexpr size_t kSlice = kLineOctets * 1024;
+  for (size_t at = 0; at < octets.size(); at += kSlice) {
+    if (at > 0) out += Delim;
+    out += SplitMsg(AsciiToBase64(BytesToByteText(octets.substr(at, kSlice))), Delim, 72, 72);
+  }
+}
+
 constexpr char16_t kBuildSource[] = u"Ravelin.CreateMessageBody";
 
 // `octets`: the record's Message holds the octets of a part (an element of attFiles)
-// rather than true text.
-void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets = false);
+// rather than true text. `held`: the part's octets, when it holds them as such (its
+// Message is then empty); only a part that goes out in Base64 is given them.
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets = false, const std::string* held = nullptr);
 
 // One part of a multipart, with its own handler: a part that fails is reported and
 // keeps what it had written, and the next part follows.
-void AppendPart(u16& out, const mailHeader& part, u16v Delim, bool octets) {
-  ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim, octets); });
+void AppendPart(u16& out, const mailHeader& part, u16v Delim, bool octets, const std::string* held = nullptr) {
+  ProtectedVoid(kBuildSource, [&] { AppendBody(out, part, Delim, octets, held); });
 }
 
 // A multipart: one multipart/mixed with the constant boundary, the record's text as its
@@ -84,7 +95,10 @@ void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
   for (const AttachFile& f : mh.attFiles) {
     delimiterLine();
     mailHeader part;
-    part.Message = f.fData;
+    // Octets that go out in Base64 are encoded where they are; plain text, and a
+    // multipart kept whole, are written as byte text.
+    const bool direct = f.HoldsOctets() && !TextEquals(f.fsubtype, u"plain") && !TextEquals(f.ftype, u"multipart");
+    if (!direct) part.Message = f.HoldsOctets() ? f.DataByteText() : f.fData;
     part.msgCodePage = f.ContentTransferEncoding;
     part.Content_Type = f.ftype;
     part.Content_subtype = f.fsubtype;
@@ -96,7 +110,7 @@ void AppendMultipart(u16& out, const mailHeader& mh, u16v Delim) {
     // part without one holds octets in the ANSI code page and is labelled so.
     if (TextEquals(part.Content_Type, u"text") && part.msgCodePage.empty())
       part.msgCodePage = CharsetNameOf(AnsiCodePage());
-    AppendPart(out, part, Delim, true);
+    AppendPart(out, part, Delim, true, direct ? &f.fOctets : nullptr);
     out += Delim;
   }
 }
@@ -145,7 +159,7 @@ void AppendLeafHeaders(u16& out, const mailHeader& mh, u16v Delim, bool isText, 
   }
 }
 
-void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets) {
+void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets, const std::string* held) {
   const u16& type = mh.Content_Type;
   out += u"Content-Type: ";
   out += type;
@@ -170,7 +184,8 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets) {
     if (trueText) converted = ConvertCodePage(mh.Message, kCodePageUtf16, kCodePageUtf8);
     const u16v data = trueText ? u16v(converted) : u16v(mh.Message);
     out += Delim;
-    AppendBase64Lines(out, data, Delim);
+    if (held) AppendBase64Lines(out, std::string_view(*held), Delim);
+    else AppendBase64Lines(out, data, Delim);
     out += Delim;
     return;
   }
@@ -193,7 +208,7 @@ void AppendBody(u16& out, const mailHeader& mh, u16v Delim, bool octets) {
 size_t EstimateSize(const mailHeader& mh) {
   size_t n = 1024 + mh.Message.size() * 3;
   for (const AttachFile& f : mh.attFiles)
-    n += 600 + (f.fData.size() + 2) / 3 * 4 + f.fData.size() / 54 * 2 + f.fname.size() * 8 + f.ContentLocation.size();
+    n += 600 + (f.DataSize() + 2) / 3 * 4 + f.DataSize() / 54 * 2 + f.fname.size() * 8 + f.ContentLocation.size();
   return n;
 }
 

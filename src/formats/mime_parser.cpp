@@ -15,6 +15,7 @@
 #include "formats/datetime.h"
 #include "formats/large_buffers.h"
 #include "runtime/resume.h"
+#include "runtime/text.h"
 #include "runtime/vbstring.h"
 
 namespace ravelin {
@@ -266,6 +267,16 @@ void ParseMessageAt(u16v text, mailHeader& mh, int depth, Walk& walk) {
   ParseHeadAndBody(head, body, mh, depth, walk);
 }
 
+// The octets of byte text; false (with `octets` partly filled) at a unit above U+00FF.
+bool NarrowByteText(u16v text, std::string& octets) {
+  octets.resize(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] > 0xFF) return false;
+    octets[i] = static_cast<char>(text[i]);
+  }
+  return true;
+}
+
 bool HasHighOctet(u16v s) {
   for (char16_t c : s)
     if (c >= 0x80) return true;
@@ -473,8 +484,32 @@ void StorePart(mailHeader& mheader, const std::u16string& name, std::u16string_v
   u16 t = mheader.Content_Type;
   if (!mheader.Content_subtype.empty()) t += u"/" + mheader.Content_subtype;
 
-  u16 data;
+  AttachFile f;
+  f.fname = !name.empty() ? name : mheader.Content_ID;
+  f.ftype = mheader.Content_Type;
+  f.fsubtype = mheader.Content_subtype;
+  f.Content_ID = mheader.Content_ID;
+  f.ContentDisposition = mheader.Content_Disposition;
+  f.ContentLocation = mheader.ContentLocation;
+  f.ContentTransferEncoding = mheader.msgCodePage;
+
   const u16 cte = LCase(mheader.Content_Transfer_Encoding);
+  // A large part goes straight to octets: Base64 and quoted-printable are decoded into
+  // them, a part without a transfer encoding narrowed. A body that is no byte text, or
+  // that the decoders refuse, takes the way below.
+  if (body.size() >= CurrentReaderLimits().octetPartUnits && !TextEquals(t, u"text/plain")) {
+    bool held = false;
+    if (cte == u"base64") rn([&] { held = Base64ToOctets(body, f.fOctets); });
+    else if (cte == u"quoted-printable") rn([&] { held = QuotedPrintableToOctets(body, f.fOctets); });
+    else held = NarrowByteText(body, f.fOctets);
+    if (held) {
+      mheader.attFiles.push_back(std::move(f));
+      return;
+    }
+    std::string().swap(f.fOctets);
+  }
+
+  u16 data;
   bool decoded = false;
   if (cte == u"quoted-printable") {
     rn([&] {
@@ -497,17 +532,13 @@ void StorePart(mailHeader& mheader, const std::u16string& name, std::u16string_v
     mheader.FileName = name;
     return;
   }
-  AttachFile f;
   f.fData = std::move(data);
-  f.fname = !name.empty() ? name : mheader.Content_ID;
-  f.ftype = mheader.Content_Type;
-  f.fsubtype = mheader.Content_subtype;
-  f.Content_ID = mheader.Content_ID;
-  f.ContentDisposition = mheader.Content_Disposition;
-  f.ContentLocation = mheader.ContentLocation;
-  f.ContentTransferEncoding = mheader.msgCodePage;
   mheader.attFiles.push_back(std::move(f));
 }
+
+std::u16string AttachFile::DataByteText() const { return HoldsOctets() ? BytesToByteText(fOctets) : fData; }
+
+std::string AttachFile::DataOctets() const { return HoldsOctets() ? fOctets : ByteTextToBytes(fData); }
 
 int32_t GetUboundAttFiles(const mailHeader& mheader) { return static_cast<int32_t>(mheader.attFiles.size()); }
 

@@ -22,6 +22,10 @@ struct AttachFile {
   std::u16string fsubtype;  // subtype, "png"
   std::u16string fname;     // file name, or the Content-ID when the part has no name
   std::u16string fData;     // content, transfer-decoded, as byte text
+  // A large part keeps its content here instead, as octets, and fData stays empty: as
+  // byte text it would take twice the room. Read a part's content through the members
+  // below, which work for either form.
+  std::string fOctets;
   // Holds the part's charset (its msgCodePage), not a transfer encoding; the store keeps
   // it in the column "Charset" and the builder reads it back from here. For a text part
   // it names the charset of the octets in fData; empty means the ANSI code page.
@@ -29,6 +33,13 @@ struct AttachFile {
   std::u16string ContentDisposition;
   std::u16string Content_ID;
   std::u16string ContentLocation;
+
+  bool HoldsOctets() const { return !fOctets.empty(); }
+  // Octets of the content.
+  size_t DataSize() const { return HoldsOctets() ? fOctets.size() : fData.size(); }
+  // Copies of the content as byte text and as octets.
+  std::u16string DataByteText() const;
+  std::string DataOctets() const;
 };
 
 struct mailHeader {
@@ -78,6 +89,9 @@ struct ReaderLimits {
   size_t maxParts = 100000;
   // Units of one header block that are read; fields beyond them are not read.
   size_t maxHeaderUnits = size_t{1} << 20;
+  // A part other than the letter's text whose body (as it stands in the message) has at
+  // least this many units is decoded straight into octets, into `AttachFile::fOctets`.
+  size_t octetPartUnits = size_t{1} << 20;
 };
 
 // The limits in force (the defaults until a host sets others).

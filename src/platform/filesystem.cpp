@@ -355,4 +355,16 @@ void WriteAll(const std::u16string& path, std::string_view data) {
   if (!out) RaiseFromErrno(errno ? errno : EIO, path);
 }
 
+void WriteAllByteText(const std::u16string& path, std::u16string_view text) {
+  std::ofstream out(NativePath(path), std::ios::binary | std::ios::trunc);
+  if (!out) RaiseFromErrno(errno ? errno : EACCES, path);
+  constexpr size_t kSlice = size_t{1} << 20;
+  for (size_t at = 0; at < text.size() && out; at += kSlice) {
+    const std::string octets = ByteTextToBytes(text.substr(at, kSlice));
+    out.write(octets.data(), static_cast<std::streamsize>(octets.size()));
+  }
+  out.flush();
+  if (!out) RaiseFromErrno(errno ? errno : EIO, path);
+}
+
 }  // namespace ravelin::fs

@@ -70,5 +70,8 @@ std::string ReadAll(const std::u16string& path);           // raises 53 when mis
 // are never held twice; raises 53 when missing, 57 when the disk fails to read.
 std::u16string ReadAllByteText(const std::u16string& path);
 void WriteAll(const std::u16string& path, std::string_view data);  // create or truncate
+// Byte text written as its octets (create or truncate), narrowed a slice at a time so that
+// a large text is never held a second time as octets.
+void WriteAllByteText(const std::u16string& path, std::u16string_view text);
 
 }  // namespace ravelin::fs

@@ -206,11 +206,13 @@ bool WriteFully(int fd, std::string_view octets) {
 
 bool WriteFileBytes(const std::u16string& path, std::u16string_view text, int32_t mode) {
   if (text.empty()) return false;
-  const std::string octets = ByteTextToBytes(text);
   // No truncation: in mode 2 a longer old file keeps its tail behind the new text.
   const int fd = ::open(fs::NativePath(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
   if (fd < 0) return false;
-  bool ok = !(mode == 8 && ::lseek(fd, 0, SEEK_END) < 0) && WriteFully(fd, octets);
+  bool ok = !(mode == 8 && ::lseek(fd, 0, SEEK_END) < 0);
+  // Narrowed a slice at a time: a large text is never held twice.
+  constexpr size_t kSlice = size_t{1} << 20;
+  for (size_t at = 0; ok && at < text.size(); at += kSlice) ok = WriteFully(fd, ByteTextToBytes(text.substr(at, kSlice)));
   if (::close(fd) != 0) ok = false;
   return ok;
 }

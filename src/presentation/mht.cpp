@@ -97,7 +97,7 @@ LoadedMht LoadMHT(const std::u16string& FilePath, HtmlView& view) {
       used.insert(name);
     }
     paths[k] = AddPathSeparator(folder) + name;
-    WriteOver(paths[k], PartBytes(a.fData));
+    WriteOver(paths[k], a.HoldsOctets() ? a.fOctets : PartBytes(a.fData));
     out.files.push_back(paths[k]);
   }
 
@@ -123,7 +123,7 @@ LoadedMht LoadMHT(const std::u16string& FilePath, HtmlView& view) {
   const AttachFile& part = mh.attFiles[static_cast<size_t>(root)];
   out.html = true;
   out.root = fs::FileName(paths[static_cast<size_t>(root)]);
-  std::u16string doc = part.fData;
+  std::u16string doc = part.DataByteText();
   int32_t cp = 0;
   if (!Trim(part.ContentTransferEncoding).empty()) {
     cp = GetCPfromStr(Trim(part.ContentTransferEncoding));

@@ -28,8 +28,8 @@ std::u16string MailFolderName(int32_t folder) {
 namespace {
 
 // The text as it fits the field: cut to the column's Text(n) size.
-Value FitToField(dao::FieldRef field, const std::u16string& text) {
-  const int32_t size = field.Size();
+Value FitToField(const dao::NewRows& row, std::u16string_view field, const std::u16string& text) {
+  const int32_t size = row.Size(field);
   if (size > 0 && Len(text) > size) return Value(Left(text, size));
   return Value(text);
 }
@@ -39,7 +39,7 @@ Value FitToField(dao::FieldRef field, const std::u16string& text) {
 void CheckLetterFits(const mailHeader& mheader) {
   const int64_t limit = dao::Engine().MaxValueBytes();
   for (const AttachFile& a : mheader.attFiles) {
-    const int64_t octets = static_cast<int64_t>(a.fData.size());
+    const int64_t octets = static_cast<int64_t>(a.DataSize());
     if (octets <= limit) continue;
     const std::u16string name = a.fname.empty() ? a.ftype + u"/" + a.fsubtype : a.fname;
     RaiseError(dao::dberr::kFieldTooSmall,
@@ -65,66 +65,63 @@ using RsPtr = std::shared_ptr<dao::Recordset>;
 
 // The "To" field: the letter's recipients, cut to the field's size with a warning; the
 // account's address when the recipients don't name it; "?" when there are none.
-void WriteTo(const RsPtr& rsL, const mailHeader& mheader, const std::u16string& strEmail) {
-  auto field = Need(rsL).Fields(u"To");
-  const int32_t limit = field.Size();
-  // The default text writes "% 1" with a blank, so only a language file that has "%1"
-  // shows the number.
-  const std::u16string text =
-      Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
-                                    u"The size of the field \"To\" is too large and will be truncated to % 1 "
-                                    u"characters"),
-              u"%1", NumToText(limit));
+void WriteTo(dao::NewRows& rowL, const mailHeader& mheader, const std::u16string& strEmail) {
+  const auto field = [&](const Value& v) { rowL.SetField(u"To", v); };
+  const int32_t limit = rowL.Size(u"To");
   const auto headerTo = [&] {
     if (Len(mheader.to) > limit) {
+      // The default text writes "% 1" with a blank, so only a language file that has "%1"
+      // shows the number.
+      const std::u16string text =
+          Replace(module1::GetMUIString(u"Module1.AddLetterFromMailHeader", u"msg",
+                                        u"The size of the field \"To\" is too large and will be truncated to % 1 "
+                                        u"characters"),
+                  u"%1", NumToText(limit));
       WideMsgBox(text, mb::kExclamation);
-      field = Value(Left(mheader.to, limit));
+      field(Value(Left(mheader.to, limit)));
     } else {
-      field = Value(mheader.to);
+      field(Value(mheader.to));
     }
   };
   if (mheader.to.empty()) {
-    field = Value(strEmail.empty() ? std::u16string(u"?") : strEmail);
+    field(Value(strEmail.empty() ? std::u16string(u"?") : strEmail));
   } else if (strEmail.empty() || InStr(1, mheader.to, strEmail, Compare::Text) > 0) {
     headerTo();
   } else {
-    field = Value(strEmail);
+    field(Value(strEmail));
   }
 }
 
 // The letter's own fields on the new row of Letters, each step on its own: a field that
 // can't be set stays empty and the next one follows. Works out the folder when it is -1.
-void WriteLetterFields(const RsPtr& rsL, mailHeader& mheader, int32_t& MailFolder, int32_t msgSize,
+void WriteLetterFields(dao::NewRows& rowL, mailHeader& mheader, int32_t& MailFolder, int32_t msgSize,
                        const std::u16string& strEmail, ResumeNext& rn) {
   rn([&] {
-    if (Len(mheader.Subject) > 0) {
-      auto f = Need(rsL).Fields(u"Subject");
-      f = FitToField(f, mheader.Subject);
-    }
+    if (Len(mheader.Subject) > 0) rowL.SetField(u"Subject", FitToField(rowL, u"Subject", mheader.Subject));
   });
   rn([&] {
-    if (Len(mheader.From) > 0) {
-      auto f = Need(rsL).Fields(u"From");
-      f = FitToField(f, mheader.From);
-    }
+    if (Len(mheader.From) > 0) rowL.SetField(u"From", FitToField(rowL, u"From", mheader.From));
   });
   // Stamped before the folder is worked out: a letter whose folder is still -1 here gets
   // no arrival date even when it ends up in Inbox.
   rn([&] {
-    if (MailFolder == Inbox) Need(rsL).SetField(u"DateReceived", Value(InsertionClock().NowGMT()));
+    if (MailFolder == Inbox) rowL.SetField(u"DateReceived", Value(InsertionClock().NowGMT()));
   });
   // The engine reads the date text in the general date format.
   rn([&] {
-    if (Len(mheader.strDate) > 0) Need(rsL).SetField(u"DateWrote", Value(mheader.strDate));
+    if (Len(mheader.strDate) > 0) rowL.SetField(u"DateWrote", Value(mheader.strDate));
   });
-  rn([&] { WriteTo(rsL, mheader, strEmail); });
+  rn([&] { WriteTo(rowL, mheader, strEmail); });
   rn([&] {
     if (Len(mheader.Message) >= 1) {
-      Need(rsL).SetField(u"Message", Value(Replace(mheader.Message, std::u16string(1, u'\0'), u"")));
+      // Character 0 is dropped from the text (looked for first: a letter seldom has one).
+      const std::u16string& text = mheader.Message;
+      const bool hasZero = std::find(text.begin(), text.end(), u'\0') != text.end();
+      rowL.SetField(u"Message", Value(hasZero ? Replace(text, std::u16string(1, u'\0'), u"") : text));
     } else if (mheader.Content_Type.empty()) {
       // The raw body is octets with no charset: read in the ANSI code page.
       mheader.Message = ConvertCodePage(mheader.msgBody, 0, kCodePageUtf16);
-      if (!mheader.Message.empty()) Need(rsL).SetField(u"Message", Value(mheader.Message));
+      if (!mheader.Message.empty()) rowL.SetField(u"Message", Value(mheader.Message));
     }
   });
   rn([&] {
@@ -134,30 +131,30 @@ void WriteLetterFields(const RsPtr& rsL, mailHeader& mheader, int32_t& MailFolde
   // refusal would only come at the row's Update, and undo the letter.)
   rn([&] {
     const std::u16string name = MailFolderName(MailFolder);
-    if (!name.empty()) Need(rsL).SetField(u"MailFolder", Value(name));
+    if (!name.empty()) rowL.SetField(u"MailFolder", Value(name));
   });
-  rn([&] { Need(rsL).SetField(u"Size", Value(msgSize < 1 ? mheader.mSize : msgSize)); });
+  rn([&] { rowL.SetField(u"Size", Value(msgSize < 1 ? mheader.mSize : msgSize)); });
 }
 
-// The letter's project link. The engine hands out the auto-number at AddNew, so the
-// letter's unsaved row already has its key. A link that can't be written undoes the letter.
-void WriteProjectLink(dao::Recordset& rsP, const Value& key, const std::u16string& Project, bool InsArcPrj,
-                      ResumeNext& rn) {
-  rsP.AddNew();
-  rsP.SetField(u"Obj ID", key);
-  rn([&] { rsP.SetField(u"ObjType", Value(static_cast<int32_t>(objLetter))); });
-  rn([&] { rsP.SetField(u"Project", strConvNull(Project)); });
-  rn([&] { rsP.SetField(u"InsArcPrj", Value(InsArcPrj)); });
-  rsP.Update();
+// The letter's project link, written after the letter's row (in the same transaction) so
+// that it carries the key that row was given. A link that can't be written undoes the letter.
+void WriteProjectLink(const std::shared_ptr<dao::Database>& db, const Value& key, const std::u16string& Project,
+                      bool InsArcPrj, ResumeNext& rn) {
+  dao::NewRows rowP(db, u"Projects");
+  rowP.AddNew();
+  rowP.SetField(u"Obj ID", key);
+  rn([&] { rowP.SetField(u"ObjType", Value(static_cast<int32_t>(objLetter))); });
+  rn([&] { rowP.SetField(u"Project", strConvNull(Project)); });
+  rn([&] { rowP.SetField(u"InsArcPrj", Value(InsArcPrj)); });
+  rowP.Update();
 }
 
-void WritePackLink(dao::Database& db, const Value& key, int32_t PackNumber) {
-  auto rsPI = db.OpenRecordset(GetPackItemsRSbyLetter(key.AsLong()), dao::dbOpenDynaset);
-  rsPI->AddNew();
-  rsPI->SetField(u"Msg_N", key);
-  rsPI->SetField(u"Pack_N", Value(PackNumber));
-  rsPI->Update();
-  rsPI->Close();
+void WritePackLink(const std::shared_ptr<dao::Database>& db, const Value& key, int32_t PackNumber) {
+  dao::NewRows rowPI(db, u"PackItems");
+  rowPI.AddNew();
+  rowPI.SetField(u"Msg_N", key);
+  rowPI.SetField(u"Pack_N", Value(PackNumber));
+  rowPI.Update();
 }
 
 // The letter's parts as rows of Files. The part's octets are the letter: a row whose data
@@ -181,12 +178,12 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
     // parser keeps a part's charset. Byte text is kept octet for octet. A part handed in
     // as true text (a unit above U+00FF is no octet) is narrowed through the ANSI code
     // page, or UTF-8 where that can't hold it, and its charset says which, so that it
-    // reads back the same.
+    // reads back the same. A part held as octets goes in as it is.
     std::u16string charset = a.ContentTransferEncoding, narrowed;
     const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
     if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
     rn([&] { rsF.SetField(u"Charset", strConvNull(charset)); });
-    rsF.SetField(u"Data", Value::Binary(ByteTextToBytes(trueText ? narrowed : a.fData)));
+    rsF.SetField(u"Data", Value::Binary(a.HoldsOctets() ? a.fOctets : ByteTextToBytes(trueText ? narrowed : a.fData)));
     rn([&] {
       if (Len(a.fname) >= 1) rsF.SetField(u"filename", Value(a.fname));
     });
@@ -194,41 +191,45 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
   }
 }
 
-// The recordsets and the transaction of one letter. Unless Commit ran, the destructor
-// cancels what is open and rolls the letter back.
+// The transaction of one letter and the Files recordset when the letter has parts. Unless
+// Commit ran, the destructor cancels what is open and rolls the letter back.
 class LetterWrite {
  public:
-  explicit LetterWrite(std::shared_ptr<dao::Database> db) : db_(std::move(db)) {
+  // `own`: the database was opened for this letter alone, and is closed with it.
+  LetterWrite(std::shared_ptr<dao::Database> db, bool own) : db_(std::move(db)), own_(own) {
     dao::Engine().BeginTrans();
     inTrans_ = true;
   }
   ~LetterWrite() {
     if (!inTrans_) return;
     ResumeNext quiet;
-    for (auto* rs : {&rsF, &rsP, &rsL}) {
-      quiet([&] {
-        if (*rs && (*rs)->EditMode() != dao::dbEditNone) (*rs)->CancelUpdate();
-      });
-      quiet([&] {
-        if (*rs) (*rs)->Close();
-      });
-    }
+    quiet([&] {
+      if (rsF && rsF->EditMode() != dao::dbEditNone) rsF->CancelUpdate();
+    });
+    quiet([&] {
+      if (rsF) rsF->Close();
+    });
     quiet([] { dao::Engine().Rollback(); });
-    quiet([&] { db_->Close(); });
+    quiet([&] {
+      if (own_) db_->Close();
+    });
   }
   void Commit() {
-    for (auto* rs : {&rsF, &rsP, &rsL})
-      if (*rs) (*rs)->Close();
+    if (rsF) rsF->Close();
     inTrans_ = false;
     dao::Engine().CommitTrans();
   }
 
-  RsPtr rsL, rsP, rsF;
+  RsPtr rsF;
 
  private:
   std::shared_ptr<dao::Database> db_;
+  bool own_;
   bool inTrans_ = false;
 };
+
+// The database of the import run under way, opened at its first letter; null outside a run.
+std::shared_ptr<dao::Database> RunDatabase();
 
 }  // namespace
 
@@ -239,8 +240,14 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   CheckLetterFits(mheader);
 
   ResumeNext rn;
+  // The letters of an import run share one open of the file; a letter alone opens its own.
   std::shared_ptr<dao::Database> db;
-  rn([&] { db = detail::OpenMailDatabase(); });
+  bool own = false;
+  rn([&] {
+    db = RunDatabase();
+    own = !db;
+    if (own) db = detail::OpenMailDatabase();
+  });
   if (!db) return {};
 
   // The letter goes in whole or not at all: its rows are written in a transaction of
@@ -249,25 +256,27 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
   // and is thrown to the caller.
   std::u16string result;
   {
-    LetterWrite w(db);
-    w.rsL = db->OpenRecordset(u"Letters", dao::dbOpenDynaset);
-    // The link and attachment tables are opened only for a letter that has rows for them.
-    const bool hasProject = Len(Trim(Project)) > 0;
-    if (hasProject) w.rsP = db->OpenRecordset(u"Projects", dao::dbOpenDynaset);
-    if (GetUboundAttFiles(mheader) > 0) w.rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset);
-    w.rsL->AddNew();
-    WriteLetterFields(w.rsL, mheader, MailFolder, msgSize, strEmail, rn);
-    const Value key = w.rsL->GetField(u"key");
-    if (hasProject) WriteProjectLink(*w.rsP, key, Project, InsArcPrj, rn);
-    if (PackNumber > 0) WritePackLink(*db, key, PackNumber);
-    w.rsL->Update();
-    // The files belong to the row just saved: its key is the one read above, so the table
-    // isn't walked to find it.
-    if (w.rsF) WriteFiles(*w.rsF, key, mheader, rn);
+    LetterWrite w(db, own);
+    // The letter's row and its links go through statements the connection keeps for the
+    // next letter: nothing reads Letters to add to it.
+    dao::NewRows rowL(db, u"Letters");
+    rowL.AddNew();
+    WriteLetterFields(rowL, mheader, MailFolder, msgSize, strEmail, rn);
+    const Value key(static_cast<int32_t>(rowL.Update()));
+    if (Len(Trim(Project)) > 0) WriteProjectLink(db, key, Project, InsArcPrj, rn);
+    if (PackNumber > 0) WritePackLink(db, key, PackNumber);
+    // The attachment table is opened only for a letter that has rows for it; the files
+    // belong to the row just saved, by the key its insert gave.
+    if (GetUboundAttFiles(mheader) > 0) {
+      w.rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset);
+      WriteFiles(*w.rsF, key, mheader, rn);
+    }
     w.Commit();
     result = NumToText(key.AsLong());
   }
-  rn([&] { db->Close(); });
+  rn([&] {
+    if (own) db->Close();
+  });
   return result;
 }
 
@@ -278,10 +287,18 @@ struct RunAccounts {
   bool active = false;
   bool read = false;
   std::vector<std::u16string> addresses;
+  std::shared_ptr<dao::Database> db;  // opened at the run's first letter
 };
 RunAccounts& CurrentRun() {
   static RunAccounts run;
   return run;
+}
+
+std::shared_ptr<dao::Database> RunDatabase() {
+  RunAccounts& run = CurrentRun();
+  if (!run.active) return nullptr;
+  if (!run.db || !run.db->IsOpen()) run.db = detail::OpenMailDatabase();
+  return run.db;
 }
 
 // Sent for a letter from one of the addresses to a stranger, else Inbox.
@@ -316,7 +333,12 @@ ImportRun::ImportRun() : outer_(!CurrentRun().active) {
 }
 
 ImportRun::~ImportRun() {
-  if (outer_) CurrentRun() = RunAccounts{};
+  if (!outer_) return;
+  ResumeNext quiet;
+  quiet([] {
+    if (auto& db = CurrentRun().db) db->Close();
+  });
+  CurrentRun() = RunAccounts{};
 }
 
 MailFolders FindAccountByAddress(const mailHeader& mheader) {

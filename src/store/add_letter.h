@@ -38,7 +38,9 @@ MailFolders FindAccountByAddress(const mailHeader& mheader);
 // An import of many letters: while one lives, the account addresses are read once (at the
 // first letter) and FindAccountByAddress answers from them instead of reading Accounts for
 // every letter. Accounts don't change during an import; one made during it is seen by the
-// next run. Runs don't nest: an inner one shares the outer one's addresses.
+// next run. The letters of the run share one open of the mail database (made at the first
+// letter, closed when the run ends): the store's place doesn't change during an import.
+// Runs don't nest: an inner one shares the outer one's addresses and database.
 class ImportRun {
  public:
   ImportRun();

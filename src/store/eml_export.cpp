@@ -39,6 +39,17 @@ u16 FieldText(dao::Recordset& rs, u16v name) {
   return NullConvStr(v);
 }
 
+// A part's data: octets stay octets (a large part is never widened to byte text, which
+// would take twice the room); text from older rows is byte text already.
+void ReadPartData(dao::Recordset& rs, AttachFile& f) {
+  Value v = rs.GetField(u"Data");
+  if (v.Type() == VType::Binary) {
+    f.fOctets = v.BinaryRef();
+    return;
+  }
+  f.fData = NullConvStr(v);
+}
+
 // The database and recordsets CreateEML opened itself, closed when it returns; the ones
 // the caller passed stay open.
 class OwnRows {
@@ -118,7 +129,7 @@ void ReadAttachmentRows(dao::Recordset& rsA, mailHeader& mh) {
   for (int32_t k = 0; k < count; ++k) {
     AttachFile& f = mh.attFiles[static_cast<size_t>(k)];
     rn([&] { f.fname = FieldText(rsA, u"filename"); });
-    rn([&] { f.fData = FieldText(rsA, u"Data"); });
+    rn([&] { ReadPartData(rsA, f); });
     rn([&] { f.ftype = FieldText(rsA, u"type"); });
     rn([&] { f.fsubtype = FieldText(rsA, u"subtype"); });
     rn([&] { f.Content_ID = FieldText(rsA, u"Content-ID"); });

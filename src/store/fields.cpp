@@ -14,19 +14,22 @@ namespace ravelin::store {
 namespace {
 
 // "[t].[f1], [t].[f2], ... [t].[fn] " of the table's recordset. Throws what the engine throws.
-std::u16string ReadFieldList(const std::u16string& dbPath, const std::u16string& tbName) {
-  auto db = dao::OpenDatabase(dbPath, false, false, u"Access");
+std::u16string ReadFieldList(const std::u16string& dbPath, const std::u16string& tbName,
+                             std::shared_ptr<dao::Database>& held) {
+  // The first list read through `held` checks the file's tables; the next ones of the
+  // same statement trust that check.
+  const bool first = !held;
+  if (first) held = dao::OpenDatabase(dbPath, false, false, u"Access");
+  auto db = held;
   std::u16string list;
   {
-    auto rs = db->OpenRecordset(tbName);
-    const int32_t n = rs->Fields().Count();
-    for (int32_t i = 0; i < n; ++i) {
-      list += u"[" + tbName + u"].[" + rs->Fields(i).Name() + u"]";
-      list += i < n - 1 ? u", " : u" ";
+    // A table's names come from the rules the engine keeps: no statement runs for them.
+    const std::vector<std::u16string> names = db->FieldNames(tbName, first);
+    for (size_t i = 0; i < names.size(); ++i) {
+      list += u"[" + tbName + u"].[" + names[i] + u"]";
+      list += i + 1 < names.size() ? u", " : u" ";
     }
-    rs->Close();
   }
-  db->Close();
   return list;
 }
 
@@ -34,15 +37,30 @@ std::u16string ReadFieldList(const std::u16string& dbPath, const std::u16string&
 
 std::u16string EnumRecordsetFields(const std::u16string& dbPath, const std::u16string& tbName) {
   ResumeNext rn;
-  std::u16string list = rn.Value([&] { return ReadFieldList(dbPath, tbName); }, std::u16string());
+  std::shared_ptr<dao::Database> db;
+  std::u16string list = rn.Value([&] { return ReadFieldList(dbPath, tbName, db); }, std::u16string());
+  rn([&] {
+    if (db) db->Close();
+  });
   if (rn.LastError()) return {};
   return u"SELECT " + list + u"from " + tbName + u" ";
 }
 
 std::u16string EnumFieldsFrom(const std::u16string& dbPath, const std::u16string& tbName) {
+  std::shared_ptr<dao::Database> db;
+  std::u16string list = EnumFieldsFrom(dbPath, tbName, db);
+  ResumeNext quiet;
+  quiet([&] {
+    if (db) db->Close();
+  });
+  return list;
+}
+
+std::u16string EnumFieldsFrom(const std::u16string& dbPath, const std::u16string& tbName,
+                              std::shared_ptr<dao::Database>& held) {
   return Protected(u"EnumRecordsetFieldsOnly", std::u16string(), [&] {
     try {
-      return ReadFieldList(dbPath, tbName);
+      return ReadFieldList(dbPath, tbName, held);
     } catch (const Error& e) {
       if (e.Number() != dao::dberr::kFileInUse) throw;
       // The one place that tells the user the database is held by another program.

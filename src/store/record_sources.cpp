@@ -10,7 +10,9 @@
 namespace ravelin::store {
 
 FieldListFn FieldsOf(const std::u16string& dbPath) {
-  return [dbPath](const std::u16string& table) { return EnumFieldsFrom(dbPath, table); };
+  // The lists of one statement are read through one open of the file.
+  auto held = std::make_shared<std::shared_ptr<dao::Database>>();
+  return [dbPath, held](const std::u16string& table) { return EnumFieldsFrom(dbPath, table, *held); };
 }
 
 namespace {

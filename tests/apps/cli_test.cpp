@@ -246,6 +246,47 @@ TEST_F(Cli, ProjectListsKeepTheirSide) {
   EXPECT_EQ(subjects({"--archive"}), std::make_pair(false, true));
 }
 
+// A letter with a part large enough to be held as octets: parse reports its size and
+// digest, and export writes the same octets to a file as to standard output, which read
+// back give the same part.
+TEST_F(Cli, LargePartParsesImportsAndExportsWhole) {
+  static const char abc[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string base64;
+  uint32_t x = 7;
+  for (int line = 0; line < 30000; ++line) {  // 30000 lines of 57 octets
+    for (int k = 0; k < 76; ++k) {
+      x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+      base64 += abc[x & 63];
+    }
+    base64 += "\r\n";
+  }
+  const std::string letter =
+      "Subject: large\r\nFrom: a@x.org\r\nContent-Type: multipart/mixed; boundary=zz\r\n\r\n"
+      "--zz\r\nContent-Type: text/plain\r\n\r\nsee the file\r\n"
+      "--zz\r\nContent-Type: application/octet-stream; name=big.bin\r\nContent-Transfer-Encoding: base64\r\n\r\n" +
+      base64 + "--zz--\r\n";
+  const stdfs::path in = home.path() / "large.eml";
+  std::ofstream(in, std::ios::binary) << letter;
+
+  const auto digest = [](const std::string& json) {
+    const size_t at = json.find("\"length\": 1710000, \"sha256\": \"");
+    return at == std::string::npos ? std::string("(no part of 1710000 octets)") : json.substr(at, 95);
+  };
+  const Outcome parsed = Do({"parse", in.string(), "--json"});
+  ASSERT_EQ(parsed.code, 0) << parsed.err;
+  const std::string want = digest(parsed.out);
+  EXPECT_EQ(want.size(), 95u) << parsed.out.substr(0, 400);
+  EXPECT_NE(Do({"parse", in.string()}).out.find("\"big.bin\", 1710000 octets"), std::string::npos);
+
+  ASSERT_EQ(Do({"import", in.string()}).code, 0);
+  const stdfs::path out = home.path() / "out.eml";
+  const Outcome exported = Do({"export", "1", "-o", out.string()});
+  ASSERT_EQ(exported.code, 0) << exported.err;
+  const Outcome toStdout = Do({"export", "1"});
+  EXPECT_TRUE(toStdout.out == ReadFile(out)) << "export to a file and to standard output differ";
+  EXPECT_EQ(digest(Do({"parse", out.string(), "--json"}).out), want);
+}
+
 TEST_F(Cli, DeleteAndRestoreRoundTrip) {
   ImportSamples();
   Outcome r = Do({"delete", "2"});

@@ -98,6 +98,39 @@ TEST(Base64, AgreesWithThePlainDecoderOnNoisyText) {
   }
 }
 
+// Large parts are decoded straight into octets; those must be the very octets the byte
+// text decoder gives, noise, padding and chunk edges included.
+TEST(Base64, OctetDecoderGivesTheSameOctets) {
+  const std::u16string pieces[] = {u"QUJD", u"\r\n", u"\r", u"\n", u"\t", u" ", u"=", u"*", u"\u0416", u"\u9000",
+                                   u"eHh4eHh4", u"/+09", u"\r\r\n"};
+  uint32_t seed = 777;
+  for (int round = 0; round < 220; ++round) {
+    std::u16string s;
+    const size_t want = round < 200 ? (round * 41) % 1200 + 4 : 40000 + round * 997;
+    while (s.size() < want) {
+      seed = seed * 1103515245u + 12345u;
+      const uint32_t r = (seed >> 16) % 100;
+      // Mostly clean text, so that the vector blocks are taken and left again.
+      s += r < 90 ? pieces[r % 2 == 0 ? 0 : 10] : pieces[r % 13];
+    }
+    std::string octets;
+    const std::u16string text = Base64ToAscii(s);
+    if (Base64ToOctets(s, octets)) ASSERT_EQ(B(octets), text) << "input: " << Show(s);
+    else ASSERT_LT(text.size(), 4u) << "input: " << Show(s);
+  }
+  // Every octet value, in lines as mail carries them.
+  std::string all;
+  for (int k = 0; k < 3000; ++k) all.push_back(static_cast<char>((k * 7) & 0xFF));
+  std::string octets;
+  ASSERT_TRUE(Base64ToOctets(SplitMsg(AsciiToBase64(B(all)), u"\r\n", 76, 76), octets));
+  EXPECT_EQ(octets, all);
+  // Fewer than four characters are not decoded: the caller keeps the text as it is.
+  std::string untouched = "kept";
+  EXPECT_FALSE(Base64ToOctets(u"QU\r\n=", untouched));
+  EXPECT_EQ(untouched, "kept");
+  EXPECT_FALSE(Base64ToOctets(u"", untouched));
+}
+
 TEST(Base64, EncodesAndSizes) {
   EXPECT_EQ(AsciiToBase64(u""), u"");
   EXPECT_EQ(AsciiToBase64(B("A")), u"QQ==");
@@ -191,6 +224,32 @@ TEST(QuotedPrintable, AgreesWithThePlainDecoderOnNoisyText) {
     ASSERT_EQ(fastError, plainError) << "input: " << Show(s);
     ASSERT_EQ(fast, plain) << "input: " << Show(s);
   }
+}
+
+// Large quoted-printable parts are decoded in slices cut at line breaks; the octets must
+// be those of the whole text decoded at once, wherever the cuts fall.
+TEST(QuotedPrintable, SlicedOctetDecoderGivesTheSameOctets) {
+  const std::u16string pieces[] = {u"=", u"\r", u"\n", u"=\r\n", u"3D", u"A", u"\r\n", u" ", u"=4", u"F", u"=\n", u"=e9"};
+  uint32_t seed = 4711;
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string s;
+    const size_t want = round % 80;
+    while (s.size() < want) {
+      seed = seed * 1103515245u + 12345u;
+      s += pieces[(seed >> 16) % 12];
+    }
+    std::u16string whole;
+    const int wholeError = ErrorOf([&] { whole = Decode_quoted_printable(s); });
+    for (size_t slice : {1, 2, 5, 16}) {
+      std::string octets = "untouched";
+      const int error = ErrorOf([&] { ASSERT_TRUE(QuotedPrintableToOctets(s, octets, slice)); });
+      ASSERT_EQ(error, wholeError) << "slice " << slice << ", input: " << Show(s);
+      ASSERT_EQ(B(octets), wholeError ? u"untouched" : whole) << "slice " << slice << ", input: " << Show(s);
+    }
+  }
+  std::string octets = "untouched";
+  EXPECT_FALSE(QuotedPrintableToOctets(u"\u0416=3D", octets));
+  EXPECT_EQ(octets, "untouched");
 }
 
 TEST(Splitters, SplitAndCut) {

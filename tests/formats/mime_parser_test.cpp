@@ -359,6 +359,67 @@ TEST(MimeParser, LimitsAreSettings) {
   SetReaderLimits(defaults);
 }
 
+// Parts from the size a host sets are kept as octets; what a reader of the part sees
+// (its fields and octets) is the same either way.
+TEST(MimeParser, LargePartsAreKeptAsOctets) {
+  const std::string letter =
+      "Subject: parts\r\nContent-Type: multipart/mixed; boundary=\"m\"\r\n\r\n"
+      "--m\r\nContent-Type: text/plain; charset=koi8-r\r\n\r\n\xF0\xD2\xC9\xD7\xC5\xD4\r\n"
+      "--m\r\nContent-Type: image/png; name=\"p.png\"\r\nContent-ID: <i1>\r\n"
+      "Content-Transfer-Encoding: base64\r\n\r\niVBORw0KGgoAAAAN\r\nSUhEUgAAAAEAAAAB\r\n"
+      "--m\r\nContent-Type: application/octet-stream; name=raw.bin\r\n"
+      "Content-Transfer-Encoding: binary\r\n\r\n\x01\x02\xFF\x80 raw\r\n"
+      "--m\r\nContent-Type: text/html; charset=windows-1251\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n"
+      "<b>=CF=F0=E8</b>=\r\n!\r\n"
+      "--m\r\nContent-Type: application/x-tiny\r\nContent-Transfer-Encoding: base64\r\n\r\nQU=\r\n"
+      "--m\r\nContent-Type: application/x-bad\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\nbad=4\r\n"
+      "--m\r\nContent-Type: text/plain; name=\"note.txt\"; charset=utf-8\r\n\r\nnamed\r\n"
+      "--m--\r\n";
+  const mailHeader usual = Parse(letter);
+  const ReaderLimits defaults = CurrentReaderLimits();
+  ReaderLimits low = defaults;
+  low.octetPartUnits = 0;
+  SetReaderLimits(low);
+  const mailHeader asOctets = Parse(letter);
+  SetReaderLimits(defaults);
+
+  EXPECT_EQ(Out(asOctets.Message), "Привет");
+  ASSERT_EQ(asOctets.attFiles.size(), 6u);
+  ASSERT_EQ(usual.attFiles.size(), 6u);
+  for (size_t k = 0; k < usual.attFiles.size(); ++k) {
+    const AttachFile& a = usual.attFiles[k];
+    const AttachFile& b = asOctets.attFiles[k];
+    EXPECT_FALSE(a.HoldsOctets()) << k;
+    EXPECT_EQ(b.DataOctets(), a.DataOctets()) << k;
+    EXPECT_EQ(b.DataSize(), a.fData.size()) << k;
+    EXPECT_EQ(b.DataByteText(), a.fData) << k;
+    EXPECT_EQ(b.fname, a.fname) << k;
+    EXPECT_EQ(b.ftype + u"/" + b.fsubtype, a.ftype + u"/" + a.fsubtype) << k;
+    EXPECT_EQ(b.Content_ID, a.Content_ID) << k;
+    EXPECT_EQ(b.ContentTransferEncoding, a.ContentTransferEncoding) << k;
+  }
+  // Parts are listed last to first: the named text, the bad one, the tiny one, the HTML,
+  // raw, PNG.
+  EXPECT_EQ(asOctets.attFiles[5].fOctets, std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01", 24));
+  EXPECT_EQ(asOctets.attFiles[4].fOctets, std::string("\x01\x02\xFF\x80 raw"));
+  EXPECT_TRUE(asOctets.attFiles[4].fData.empty());
+  EXPECT_EQ(asOctets.attFiles[3].fOctets, "<b>\xCF\xF0\xE8</b>!");
+  // Base64 too short to decode and quoted-printable that fails keep their text.
+  EXPECT_EQ(Out(asOctets.attFiles[2].fData), "QU=");
+  EXPECT_FALSE(asOctets.attFiles[2].HoldsOctets());
+  EXPECT_EQ(Out(asOctets.attFiles[1].fData), "bad=4");
+  EXPECT_FALSE(asOctets.attFiles[1].HoldsOctets());
+
+  // A body handed in as true text has no octets: such a part keeps its text.
+  SetReaderLimits(low);
+  mailHeader wide;
+  GetSubItems(std::u16string_view(u"Content-Type: application/x-text; name=w\r\n\r\nЖук"), wide);
+  SetReaderLimits(defaults);
+  ASSERT_EQ(wide.attFiles.size(), 1u);
+  EXPECT_EQ(wide.attFiles[0].fData, u"Жук");
+  EXPECT_FALSE(wide.attFiles[0].HoldsOctets());
+}
+
 TEST(MimeParser, HostileShapesStayBounded) {
   // nesting within the bound reaches the text; beyond it the rest is one opaque part
   const mailHeader shallow = Parse(Nested(CurrentReaderLimits().maxDepth));

@@ -88,6 +88,30 @@ TEST_F(Mht, StartParameterChoosesTheRootAndContentIdsAreRewritten) {
   EXPECT_EQ(ReadFile(targets[0]), "PNG");
 }
 
+// Large parts come from the reader as octets; the page and its files are the same.
+TEST_F(Mht, PartsHeldAsOctetsGiveTheSamePageAndFiles) {
+  const std::string text =
+      "Content-Type: multipart/related; boundary=\"B\"\r\n\r\n"
+      "--B\r\nContent-Type: text/html; charset=\"windows-1251\"\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+      "PGh0bWw+PGJvZHk+z/Do4uXyIDxpbWcgc3JjPSJjaWQ6cGljQHgiPjwvYm9keT48L2h0bWw+\r\n"
+      "--B\r\nContent-Type: image/png\r\nContent-ID: <pic@x>\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+      "UE5H\r\n--B--\r\n";
+  const std::u16string page = Write("octets.mht", text);
+  const LoadedMht usual = LoadMHT(page, view);
+  const ReaderLimits defaults = CurrentReaderLimits();
+  ReaderLimits low = defaults;
+  low.octetPartUnits = 0;
+  SetReaderLimits(low);
+  const LoadedMht asOctets = LoadMHT(page, view);
+  SetReaderLimits(defaults);
+  ASSERT_TRUE(asOctets.html);
+  EXPECT_NE(asOctets.doc.html.find(u"Привет"), std::u16string::npos) << ToUtf8(asOctets.doc.html);
+  EXPECT_EQ(asOctets.doc.html, usual.doc.html);
+  const auto targets = FileTargets(asOctets.doc.html);
+  ASSERT_EQ(targets.size(), 1u);
+  EXPECT_EQ(ReadFile(targets[0]), "PNG");
+}
+
 TEST_F(Mht, MailFileWithoutHtmlShowsItsText) {
   const LoadedMht m = LoadMHT(Write("plain.eml", "Subject: s\r\nContent-Type: text/plain\r\n\r\nhello\r\nworld\r\n"), view);
   ASSERT_TRUE(m.found);

@@ -470,25 +470,25 @@ export function install(session, root) {
     form.el = el('section', { className: 'rv-form', 'data-form': m.name, 'data-form-id': String(m.form), role: m.modal ? 'dialog' : 'region', 'aria-label': m.caption },
       el('header', { className: 'rv-form-title' }, title, close), body);
     form.caption = title;
-    for (const spec of m.controls) {
-      const kind = kinds[spec.kind];
+    for (const drawn of m.controls) {
+      const kind = kinds[drawn.kind];
       if (!kind) continue;
-      const c = { name: spec.name, kind, form, props: {} };
+      const c = { name: drawn.name, kind, form, props: {} };
       const send = (event, args) => {
         if (form.closed || c.props.Enabled === false) return;
         session.send({ op: 'event', form: form.id, control: c.name, event, args });
       };
       c.el = kind.make(c, send);
-      c.el.dataset.control = spec.name;
-      c.el.dataset.kind = spec.kind;
-      form.controls.set(spec.name, c);
+      c.el.dataset.control = drawn.name;
+      c.el.dataset.kind = drawn.kind;
+      form.controls.set(drawn.name, c);
       body.append(c.el);
     }
-    for (const [name, spec] of m.controls.map((s) => [s.name, s])) {
-      const c = form.controls.get(name);
+    for (const drawn of m.controls) {
+      const c = form.controls.get(drawn.name);
       if (!c) continue;
-      // Lists before their choice, so that the choice finds its entries.
-      const props = Object.entries(spec.props);
+      // Every property is known before any is drawn: a choice finds its list's entries.
+      const props = Object.entries(drawn.props);
       for (const [prop, value] of props) c.props[prop] = value;
       for (const [prop, value] of props) applyProp(form, c, prop, value);
     }

@@ -770,7 +770,8 @@ void Connection::Savepoint(int level) {
     // The outer transaction was ended by a failed write: nothing may go on inside it.
     ThrowSqlite(nullptr, lastFailure == SQLITE_OK ? SQLITE_IOERR : lastFailure, u"the changes were not saved");
   }
-  Exec("SAVEPOINT rv_level" + std::to_string(level));
+  // Kept prepared: a letter of an import opens and releases one level each.
+  StepWrite(Cached("SAVEPOINT rv_level" + std::to_string(level)));
   savepoints_.push_back(level);
 }
 
@@ -778,7 +779,7 @@ void Connection::ReleaseSavepoint(int level) {
   if (savepoints_.empty() || savepoints_.back() != level) return;  // opened inside the level
   savepoints_.pop_back();
   if (sqlite3_get_autocommit(db_)) return;  // ended by a failure; the outer commit says so
-  Exec("RELEASE rv_level" + std::to_string(level));
+  StepWrite(Cached("RELEASE rv_level" + std::to_string(level)));
 }
 
 void Connection::RollbackToSavepoint(int level) {

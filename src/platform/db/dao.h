@@ -507,6 +507,44 @@ class Recordset : public std::enable_shared_from_this<Recordset> {
   RecordsetFields fields_;
 };
 
+// New rows of one table, written through a prepared statement that the file's connection
+// keeps: for work that adds many rows one after another (an import), without a recordset
+// that runs its statement and fetches a row first. A row follows the rules of a table's
+// recordset between AddNew and Update: it starts from the fields' defaults; a value is
+// converted and checked as it is set (3421, 3349, 3163, and 3315 for an empty text where
+// none is allowed, the field keeping what it held); Update refuses a Null where a value is
+// required (3314) and an empty text left in a field that allows none (3315). What was
+// worked out about the table is kept on the connection until its tables change.
+//
+// The auto-number of the row is given when Update writes it (Update returns it): it is
+// the one the table's recordset would have reserved at AddNew.
+class NewRows {
+ public:
+  // 3078 when the table is unknown.
+  NewRows(const std::shared_ptr<Database>& db, std::u16string_view table);
+  ~NewRows();
+  NewRows(const NewRows&) = delete;
+  NewRows& operator=(const NewRows&) = delete;
+
+  // Starts a row (a row started before and not written is dropped).
+  void AddNew();
+  // 3265 for an unknown field, 3020 with no row started, 3164 for the auto-number.
+  void SetField(std::u16string_view field, const ravelin::Value& v);
+  ravelin::Value GetField(std::u16string_view field) const;
+  // The field's defined size, as a recordset's field reports it (Text(n): n).
+  int32_t Size(std::u16string_view field) const;
+  // Writes the row (committing on its own unless a transaction is open) and returns its
+  // auto-number, 0 when the table has none. 3020 with no row started.
+  int64_t Update();
+  void CancelUpdate();
+  int32_t EditMode() const;
+
+  struct Impl;  // internal
+
+ private:
+  std::unique_ptr<Impl> impl_;
+};
+
 // The open recordsets of a database, as its Recordsets collection.
 class Recordsets {
  public:
@@ -569,6 +607,11 @@ class Database : public std::enable_shared_from_this<Database> {
   // The number of rows a select statement gives, counted by the engine without a cursor
   // walking them (what MoveLast and RecordCount of a new dynaset would say).
   int32_t CountRecords(std::u16string_view source);
+  // The names of the fields a recordset on `source` shows, in order. A table's come from
+  // the rules the engine keeps for it, without running a statement; any other source is
+  // opened as a recordset would open it (with its errors). `checkSchema` false trusts a
+  // check of the file's tables made just before (the lists of one statement).
+  std::vector<std::u16string> FieldNames(std::u16string_view source, bool checkSchema = true);
 
   void Close();
   bool IsOpen() const { return conn_ != nullptr; }

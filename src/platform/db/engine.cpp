@@ -579,6 +579,21 @@ std::shared_ptr<Recordset> Database::OpenRecordset(std::u16string_view source, i
   return rs;
 }
 
+std::vector<std::u16string> Database::FieldNames(std::u16string_view source, bool checkSchema) {
+  auto c = connection();
+  if (checkSchema) c->CheckSchema();
+  std::vector<std::u16string> names;
+  if (const TableMeta* meta = c->Table(Trim(source))) {
+    for (const auto& f : meta->fields) names.push_back(f.name);
+    return names;
+  }
+  auto rs = MakeRecordset(c, source, dbOpenDynaset, readOnly_ ? dbReadOnly : 0);
+  const int32_t n = rs->Fields().Count();
+  for (int32_t i = 0; i < n; ++i) names.push_back(rs->Fields(i).Name());
+  rs->Close();
+  return names;
+}
+
 void Database::Execute(std::u16string_view sqlText, int32_t) {
   if (readOnly_) ThrowDb(dberr::kReadOnly, u"Cannot update. Database or object is read-only.");
   recordsAffected_ = ExecuteAction(*connection(), sqlText);

@@ -329,13 +329,12 @@ struct RecordsetImpl : sql::NameResolver {
 
   void Open(std::shared_ptr<Connection> c, std::u16string_view src, int32_t t, int32_t options) {
     conn = std::move(c);
-    conn->CheckSchema();
     type = t == 0 ? dbOpenDynaset : t;
     std::u16string key(src);
     key += u'\x01';
     key += static_cast<char16_t>(u'0' + type);
     key += (options & dbReadOnly) ? u'r' : u'w';
-    if (UsePlan(key)) return;
+    if (UsePlanChecked(key)) return;
     source = Trim(src);
     std::u16string text = source;
     const TableMeta* table = conn->Table(source);
@@ -396,6 +395,51 @@ struct RecordsetImpl : sql::NameResolver {
     auto p = std::make_shared<Plan>(Plan{source, tableType, updatable, rids, dedupe, hasBig, sqlText, cols, refs, contributing, joins, ridBase});
     if (conn->Plans().size() > 256) conn->Plans().clear();
     conn->Plans()[key] = std::move(p);
+  }
+  // A text worked out before is run at once, and the file's schema is checked while its
+  // first row is read (in the same read of the file): when the tables changed since, what
+  // was read goes and the text is worked out afresh.
+  bool UsePlanChecked(const std::u16string& key) {
+    const int64_t before = conn->Generation();
+    bool used = false;
+    try {
+      used = UsePlan(key);
+    } catch (...) {
+      conn->CheckSchema();
+      if (conn->Generation() == before) throw;
+      Reset();
+      return false;
+    }
+    conn->CheckSchema();
+    if (!used) return false;
+    if (conn->Generation() == before) return true;
+    Reset();
+    return false;
+  }
+  // Back to the state of a recordset not yet opened (the connection kept).
+  void Reset() {
+    ReleaseStmt();
+    source.clear();
+    tableType = updatable = rids = dedupe = hasBig = false;
+    sqlText.clear();
+    baseSql.clear();
+    cols.clear();
+    refs.clear();
+    contributing.clear();
+    joins.clear();
+    ridBase = 0;
+    reserved.clear();
+    rows.clear();
+    pending.clear();
+    seen.clear();
+    added.clear();
+    done = false;
+    pos = -1;
+    fetchSerial = 0;
+    tableCount = -1;
+    mappedGeneration = -1;
+    loaders.clear();
+    bigLoaders.clear();
   }
   bool UsePlan(const std::u16string& key) {
     auto it = conn->Plans().find(key);

@@ -83,7 +83,10 @@ void Control::Fire(Event event, EventArgs args) { form_.Raise(name_, event, args
 
 Form::Form(std::string name, std::u16string caption) : name_(std::move(name)), caption_(std::move(caption)) {}
 
-Form::~Form() = default;
+// A form that goes while shown (its owner's scope ended) takes its window with it.
+Form::~Form() {
+  if (host_ && !closed_) host_->Closed(*this);
+}
 
 void Form::SetCaption(const std::u16string& caption) {
   if (caption_ == caption) return;
