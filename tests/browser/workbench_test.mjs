@@ -49,9 +49,12 @@ const hostile = [
   `<iframe src="${c}/frame"></iframe><object data="${c}/object"></object>`,
   `<div style="background:url(${c}/bg.png)">x</div></body></html>`, ''].join('\r\n');
 
-// Starts `ravelin serve` on a home; resolves with the process and its address.
+// Starts `ravelin serve` on a home; resolves with the process and its address. Whatever
+// happens, no server outlives the test.
+const servers = [];
 function serve(home) {
   const child = spawn(program, ['--home', home, 'serve'], { stdio: ['ignore', 'pipe', 'pipe'] });
+  servers.push(child);
   let err = '';
   child.stderr.on('data', (d) => { err += d; });
   const url = new Promise((resolve, reject) => {
@@ -281,6 +284,7 @@ db.commit()`, path.join(big, 'EmailW.mdb')], { encoding: 'utf8' });
 } finally {
   await browser.close();
   canary.close();
+  for (const child of servers) if (child.exitCode === null && child.signalCode === null) child.kill('SIGKILL');
   for (const h of homes) fs.rmSync(h, { recursive: true, force: true });
 }
 if (failures.length) { console.log(`${failures.length} check(s) failed`); process.exit(1); }
