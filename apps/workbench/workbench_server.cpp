@@ -49,6 +49,7 @@ json::value JsonText(std::u16string_view text) { return json::string(ToUtf8(std:
 namespace {
 
 constexpr size_t kImportLimit = 512u << 20;  // the largest mailbox a page may drop at once
+constexpr size_t kOtherBodyLimit = 64u << 10;  // no other request needs a body
 
 std::string RandomSecret() {
   std::random_device rd;
@@ -241,6 +242,27 @@ class Session : public std::enable_shared_from_this<Session> {
   void Read() {
     parser_.emplace();
     parser_->body_limit(kImportLimit);
+    // The head first: only an import from one of our pages may bring a large body.
+    http::async_read_header(socket_, buffer_, *parser_, [self = shared_from_this()](beast::error_code ec, size_t) {
+      if (ec) return self->Close();
+      auto& head = self->parser_->get();
+      auto& s = *self->server_;
+      const auto route = s.Route(head);
+      const bool import = head.method() == http::verb::post && s.HostAllowed(head) && route && *route == "import" &&
+                          std::string(head[http::field::origin]) == s.OriginFor(head[http::field::host]);
+      const auto length = self->parser_->content_length();
+      if (!import && (self->parser_->chunked() || (length && *length > kOtherBodyLimit))) {
+        Request req(head.method(), head.target(), head.version());
+        Response res = Plain(req, http::status::payload_too_large, "too large");
+        res.keep_alive(false);
+        return self->Respond(req, std::move(res));
+      }
+      self->ReadBody();
+    });
+  }
+
+ private:
+  void ReadBody() {
     http::async_read(socket_, buffer_, *parser_, [self = shared_from_this()](beast::error_code ec, size_t) {
       if (ec == http::error::body_limit) {
         Request req;
@@ -253,6 +275,7 @@ class Session : public std::enable_shared_from_this<Session> {
       self->Respond(req, std::move(res));
     });
   }
+
 
  private:
   void Upgrade(Request req) {

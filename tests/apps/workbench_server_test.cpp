@@ -245,6 +245,8 @@ TEST_F(WorkbenchServerTest, NothingChangesOnAGetAndAnImportComesOnlyFromThePage)
                 .status,
             404);
   EXPECT_EQ(imports, 0);
+  // Only an import of our own page may be large.
+  EXPECT_EQ(Fetch(server->Port(), prefix, {{"Host", host}}, http::verb::get, std::string(100000, 'x')).status, 413);
   const Reply ok = Fetch(server->Port(), prefix + "import?name=caf%C3%A9.eml", {{"Host", host}, {"Origin", origin}},
                          http::verb::post, "Subject: x\r\n\r\n");
   EXPECT_EQ(ok.status, 200);
