@@ -252,8 +252,12 @@ class Session : public std::enable_shared_from_this<Session> {
                           std::string(head[http::field::origin]) == s.OriginFor(head[http::field::host]);
       const auto length = self->parser_->content_length();
       if (!import && (self->parser_->chunked() || (length && *length > kOtherBodyLimit))) {
-        Request req(head.method(), head.target(), head.version());
-        Response res = Plain(req, http::status::payload_too_large, "too large");
+        // Refused without reading the body: a POST gets the refusal its head earns (no
+        // secret, a foreign Origin...), anything else is too large.
+        Request req = head;
+        req.body().clear();
+        Response res = req.method() == http::verb::post ? s.Answer(req)
+                                                        : Plain(req, http::status::payload_too_large, "too large");
         res.keep_alive(false);
         return self->Respond(req, std::move(res));
       }

@@ -69,7 +69,7 @@ function serve(home) {
 // A raw request, with the headers as given (a browser would not let us forge Host).
 function request(port, target, { method = 'GET', headers = {}, body } = {}) {
   return new Promise((resolve) => {
-    const req = http.request({ host: '127.0.0.1', port, path: target, method, headers, setHost: false }, (res) => {
+    const req = http.request({ host: '127.0.0.1', port, path: target, method, headers, setHost: false, agent: false }, (res) => {
       res.resume();
       res.on('end', () => resolve(res.statusCode));
     });
