@@ -65,7 +65,10 @@ int Serve(Context& ctx, const Args& args) {
   bool interrupted = false;
   boost::asio::signal_set signals(loop::Context(), SIGINT, SIGTERM);
   signals.async_wait([&](const boost::system::error_code& ec, int) {
-    if (!ec) interrupted = true;
+    if (ec) return;
+    interrupted = true;
+    // A question open in a page ends now, so that its handler returns.
+    server->Stop();
   });
   const auto done = [&] { return interrupted || server->QuitRequested(); };
   while (!done()) loop::RunUntil(done, std::chrono::hours(1));

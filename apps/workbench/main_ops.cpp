@@ -75,7 +75,9 @@ class PageEvents : public RavelinEvents {
 
 struct MainPageState {
   std::shared_ptr<PageEvents> events;
+  desktop::MainPage logic;
   bool busy = false;
+  ~MainPageState() { logic.Release(); }
 };
 
 }  // namespace
@@ -99,8 +101,14 @@ std::shared_ptr<void> InstallMainPage(WorkbenchServer& server, Ravelin& mail) {
 
   server.Handle("main.", [&server, &mail, st, progress](Page& page, const json::object& m) {
     const std::string op = Member(m, "op");
-    desktop::MainPage logic;
+    desktop::MainPage& logic = st->logic;
     if (op == "main.init") {
+      // The store stays open while pages show it; a store that can't be opened is said
+      // by the lists' own failure.
+      try {
+        logic.Hold();
+      } catch (const Error&) {
+      }
       json::object texts;
       for (const auto& [k, v] : logic.Texts()) texts[k] = JsonText(v);
       json::array folders;
@@ -175,8 +183,7 @@ std::shared_ptr<void> InstallMainPage(WorkbenchServer& server, Ravelin& mail) {
     if (st->busy) return json::object{{"error", "busy"}};
     st->busy = true;
     mail.ClearStop();
-    desktop::MainPage logic;
-    const desktop::ImportResult r = logic.Import({{name, std::move(octets)}}, progress);
+    const desktop::ImportResult r = st->logic.Import({{name, std::move(octets)}}, progress);
     st->busy = false;
     server.Broadcast(json::object{{"op", "main.progress"}, {"value", 0}, {"max", 0}});
     server.Broadcast(json::object{{"op", "main.status"}, {"text", JsonText(r.message)}});

@@ -43,10 +43,23 @@ std::filesystem::path HomePath() {
   return ec ? std::filesystem::path() : p;
 }
 
+// The question with the captions of the buttons a dialog may draw.
+std::optional<json::value> AskPage(WorkbenchServer& server, json::object dialog) {
+  static const std::pair<const char*, const char16_t*> captions[] = {
+      {"OK", u"OK"},     {"Cancel", u"Cancel"}, {"Yes", u"Yes"},   {"No", u"No"},
+      {"Abort", u"Abort"}, {"Retry", u"Retry"}, {"Ignore", u"Ignore"}, {"Open", u"Open"},
+      {"Save", u"Save"}, {"FileName", u"File name"}};
+  json::object texts;
+  for (const auto& [key, english] : captions)
+    texts[key] = JsonText(module1::GetMUIString(u"Dialogs", FromUtf8(key), english));
+  dialog["texts"] = std::move(texts);
+  return server.Ask(std::move(dialog));
+}
+
 }  // namespace
 
 int32_t PageInteraction::MsgBox(const std::u16string& text, int32_t style, const std::u16string& title) {
-  const auto a = server_.Ask(json::object{
+  const auto a = AskPage(server_, json::object{
       {"kind", "MsgBox"}, {"text", JsonText(text)}, {"title", JsonText(title)}, {"style", style}});
   if (!a || !a->is_int64()) return mb::kCancel;
   return static_cast<int32_t>(a->as_int64());
@@ -54,13 +67,13 @@ int32_t PageInteraction::MsgBox(const std::u16string& text, int32_t style, const
 
 std::optional<std::u16string> PageInteraction::InputBox(const std::u16string& prompt, const std::u16string& title,
                                                         const std::u16string& defaultText) {
-  return TextAnswer(server_.Ask(json::object{
+  return TextAnswer(AskPage(server_, json::object{
       {"kind", "InputBox"}, {"text", JsonText(prompt)}, {"title", JsonText(title)}, {"value", JsonText(defaultText)}}));
 }
 
 std::optional<std::u16string> PageInteraction::MessageWindow(const std::u16string& text, const std::u16string& caption,
                                                              bool editable) {
-  return TextAnswer(server_.Ask(json::object{{"kind", "MessageWindow"},
+  return TextAnswer(AskPage(server_, json::object{{"kind", "MessageWindow"},
                                              {"text", JsonText(text)},
                                              {"title", JsonText(caption)},
                                              {"editable", editable}}));
@@ -84,7 +97,7 @@ std::vector<std::u16string> PageInteraction::SelectLetters(const std::u16string&
   } catch (const Error&) {
     // An unreadable store offers no letters; the user cancels.
   }
-  const auto a = server_.Ask(json::object{{"kind", "LetterPicker"},
+  const auto a = AskPage(server_, json::object{{"kind", "LetterPicker"},
                                           {"title", JsonText(module1::GetMUIString(u"frmSelectLetter", u"Caption",
                                                                                    u"Choose letters"))},
                                           {"project", JsonText(rProject)},
@@ -114,7 +127,7 @@ std::optional<Interaction::PackChoice> PageInteraction::SelectPack(const std::u1
     }
   } catch (const Error&) {
   }
-  const auto a = server_.Ask(json::object{
+  const auto a = AskPage(server_, json::object{
       {"kind", "PackPicker"},
       {"title", JsonText(module1::GetMUIString(u"frmSelectPack", u"Caption", u"Choose a pack"))},
       {"packs", std::move(packs)},
@@ -134,14 +147,14 @@ std::optional<std::u16string> PageInteraction::ChooseFolder(const std::u16string
   std::vector<desktop::ProjectNode> side;
   for (auto& n : desktop::MainPage().ProjectTree())
     if (n.archive == InsArcPrj) side.push_back(std::move(n));
-  return TextAnswer(server_.Ask(json::object{
+  return TextAnswer(AskPage(server_, json::object{
       {"kind", "FolderChooser"}, {"title", JsonText(title)}, {"root", JsonText(root)}, {"tree", TreeJson(side)}}));
 }
 
 std::optional<std::u16string> PageInteraction::ChooseFile(bool save, const std::u16string& title,
                                                           const std::u16string& filter,
                                                           const std::u16string& fileName) {
-  const auto a = server_.Ask(json::object{{"kind", save ? "SaveFile" : "OpenFile"},
+  const auto a = AskPage(server_, json::object{{"kind", save ? "SaveFile" : "OpenFile"},
                                           {"title", JsonText(title)},
                                           {"filter", JsonText(filter)},
                                           {"value", JsonText(fs::FileName(fileName))}});

@@ -49,6 +49,7 @@ json::value JsonText(std::u16string_view text) { return json::string(ToUtf8(std:
 namespace {
 
 constexpr size_t kImportLimit = 512u << 20;  // the largest mailbox a page may drop at once
+constexpr size_t kOtherBodyLimit = 64u << 10;  // no other request needs a body
 
 std::string RandomSecret() {
   std::random_device rd;
@@ -129,7 +130,7 @@ struct WorkbenchServer::Impl : std::enable_shared_from_this<Impl> {
   std::optional<std::string> Route(const Request& req) const;
   Response Answer(Request& req);
   Response Shell(const Request& req, const std::string& origin, const std::string& script,
-                 const std::string& data);
+                 const std::string& data, const std::string& style = {});
   void Dispatch(WsPage& page, const std::string& text);
 };
 
@@ -241,6 +242,31 @@ class Session : public std::enable_shared_from_this<Session> {
   void Read() {
     parser_.emplace();
     parser_->body_limit(kImportLimit);
+    // The head first: only an import from one of our pages may bring a large body.
+    http::async_read_header(socket_, buffer_, *parser_, [self = shared_from_this()](beast::error_code ec, size_t) {
+      if (ec) return self->Close();
+      auto& head = self->parser_->get();
+      auto& s = *self->server_;
+      const auto route = s.Route(head);
+      const bool import = head.method() == http::verb::post && s.HostAllowed(head) && route && *route == "import" &&
+                          std::string(head[http::field::origin]) == s.OriginFor(head[http::field::host]);
+      const auto length = self->parser_->content_length();
+      if (!import && (self->parser_->chunked() || (length && *length > kOtherBodyLimit))) {
+        // Refused without reading the body: a POST gets the refusal its head earns (no
+        // secret, a foreign Origin...), anything else is too large.
+        Request req = head;
+        req.body().clear();
+        Response res = req.method() == http::verb::post ? s.Answer(req)
+                                                        : Plain(req, http::status::payload_too_large, "too large");
+        res.keep_alive(false);
+        return self->Respond(req, std::move(res));
+      }
+      self->ReadBody();
+    });
+  }
+
+ private:
+  void ReadBody() {
     http::async_read(socket_, buffer_, *parser_, [self = shared_from_this()](beast::error_code ec, size_t) {
       if (ec == http::error::body_limit) {
         Request req;
@@ -253,6 +279,7 @@ class Session : public std::enable_shared_from_this<Session> {
       self->Respond(req, std::move(res));
     });
   }
+
 
  private:
   void Upgrade(Request req) {
@@ -273,6 +300,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return Respond(req, std::move(res));
     }
     auto page = std::make_shared<WsPage>(std::move(socket_), server_, ++s.nextPage);
+    std::erase_if(s.pages, [](const std::weak_ptr<WsPage>& w) { return w.expired(); });
     s.pages.push_back(page);
     page->Start(std::move(req));
   }
@@ -347,7 +375,9 @@ std::optional<std::string> WorkbenchServer::Impl::Route(const Request& req) cons
 // A page of the workbench: no inline script, scripts and styles only from the web folder,
 // connections only back to this server, documents only in the sandboxed frame.
 Response WorkbenchServer::Impl::Shell(const Request& req, const std::string& origin, const std::string& script,
-                                      const std::string& data) {
+                                      const std::string& data, const std::string& style) {
+  const std::string extraStyle =
+      style.empty() ? std::string() : "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/" + style + "\">";
   const std::string web = origin + Prefix() + "web/";
   std::string wsOrigin = origin;
   wsOrigin.replace(0, 4, "ws");
@@ -359,7 +389,7 @@ Response WorkbenchServer::Impl::Shell(const Request& req, const std::string& ori
                                          Prefix() + "doc/; base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
   res.body() = "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>Ravelin</title>"
                "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/style.css\">"
-               "<link rel=\"stylesheet\" href=\"" + Prefix() + "web/forms.css\">"
+               + extraStyle +
                "<script type=\"module\" src=\"" + Prefix() + "web/" + script + "\"></script></head>"
                "<body " + data + "><div id=\"root\"></div></body></html>";
   return res;
@@ -402,7 +432,7 @@ Response WorkbenchServer::Impl::Answer(Request& req) {
     } else if (rest.rfind("form/", 0) == 0 && rest.size() > 5 &&
                rest.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", 5) ==
                    std::string::npos) {
-      res = Shell(req, origin, "form_page.js", "data-open-form=\"" + rest.substr(5) + "\"");
+      res = Shell(req, origin, "form_page.js", "data-open-form=\"" + rest.substr(5) + "\"", "forms.css");
     } else if (rest.rfind("web/", 0) == 0) {
       const std::string name = rest.substr(4);
       res = Plain(req, http::status::not_found, "not found");
@@ -583,8 +613,9 @@ std::optional<json::value> WorkbenchServer::Ask(json::object dialog) {
   dialog["id"] = id;
   page->Send(dialog);
   auto keep = impl_;  // the server may be stopped while the question is open
-  while (!keep->answers.count(id) && !page->Closed() && !keep->stopped)
-    loop::RunUntil([&] { return keep->answers.count(id) || page->Closed() || keep->stopped; }, std::chrono::hours(1));
+  // Quit from any page ends the question too: the host is about to stop.
+  const auto over = [&] { return keep->answers.count(id) || page->Closed() || keep->stopped || keep->quit; };
+  while (!over()) loop::RunUntil(over, std::chrono::hours(1));
   auto it = keep->answers.find(id);
   if (it == keep->answers.end()) {
     // The page went away or the server stopped: the page's box goes too.

@@ -80,7 +80,7 @@ class WorkbenchServer {
 
   // Asks the current page a question ({"op":"dialog","id":N,"kind":...} with `dialog`'s
   // members) and runs the loop until it answers; nothing when there's no page, the page
-  // went away or the server stopped.
+  // went away, a page asked to quit or the server stopped.
   std::optional<json::value> Ask(json::object dialog);
 
   // True once a page sent {"op":"quit"}.

@@ -8,6 +8,7 @@
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "platform/funnel.h"
+#include "platform/interaction.h"
 #include "platform/module1.h"
 #include "presentation/letter_html.h"
 #include "presentation/pack_report.h"
@@ -117,6 +118,15 @@ class ReportProgress : public presentation::ReportSink {
 
 }  // namespace
 
+void MainPage::Hold() {
+  if (!held_) held_ = store::detail::OpenMailDatabase();
+}
+
+void MainPage::Release() {
+  if (held_) held_->Close();
+  held_.reset();
+}
+
 std::vector<FolderEntry> MainPage::Folders() const {
   std::vector<FolderEntry> out;
   for (const char16_t* f : kMailFolderNames) out.push_back({f, FolderCaption(f)});
@@ -207,14 +217,28 @@ LetterPage MainPage::List(const Place& place, int32_t page) const {
 }
 
 int32_t MainPage::Delete(const std::vector<int32_t>& keys) const {
+  // Letters already in Recycle go for good, which is asked first, once for them all.
+  std::vector<int32_t> recycled;
+  ProtectedVoid(u"Ravelin.DeleteLetter2", [&] {
+    auto db = store::detail::OpenMailDatabase();
+    for (const int32_t key : keys) {
+      auto rs = db->OpenRecordset(u"Select MailFolder from Letters where key=" + NumToText(key), dao::dbOpenSnapshot);
+      if (!rs->Eof() && TextEquals(Str(*rs, u"MailFolder"), u"Recycle")) recycled.push_back(key);
+      rs->Close();
+    }
+    db->Close();
+  });
+  bool purge = false;
+  if (!recycled.empty())
+    purge = WideMsgBox(module1::GetMUIStringF(kSection, u"PurgeAsk",
+                                              u"%1 letters will be removed from the store for good. Go on?",
+                                              {NumToText(static_cast<int32_t>(recycled.size()))}),
+                       mb::kYesNo + mb::kExclamation + mb::kDefaultButton2) == mb::kYes;
   int32_t done = 0;
   for (const int32_t key : keys) {
+    const bool inRecycle = std::find(recycled.begin(), recycled.end(), key) != recycled.end();
+    if (inRecycle && !purge) continue;
     const bool ok = Protected(u"Ravelin.DeleteLetter2", false, [&] {
-      auto db = store::detail::OpenMailDatabase();
-      auto rs = db->OpenRecordset(u"Select MailFolder from Letters where key=" + NumToText(key), dao::dbOpenSnapshot);
-      const bool inRecycle = !rs->Eof() && TextEquals(Str(*rs, u"MailFolder"), u"Recycle");
-      rs->Close();
-      db->Close();
       store::DeleteLetter2(key, u"", false, 0, inRecycle ? 1 : 0);
       return true;
     });
@@ -246,9 +270,11 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
   }
   double done = 0;
   const std::u16string status = Text(u"Importing", u"Importing letters...");
-  const auto keep = [&](std::u16string text) {
-    const int32_t key = Protected(u"Ravelin.AddLetterFromEML", int32_t{0},
-                                  [&] { return store::AddLetterFromText(std::move(text)); });
+  // One letter stored (or not: no text is a file that was no letter).
+  const auto keep = [&](std::optional<std::u16string> text) {
+    const int32_t key = !text ? 0 : Protected(u"Ravelin.AddLetterFromEML", int32_t{0}, [&] {
+      return store::AddLetterFromText(std::move(*text));
+    });
     if (key > 0) out.keys.push_back(key);
     else ++out.failed;
     ++done;
@@ -262,20 +288,37 @@ ImportResult MainPage::Import(std::vector<DroppedFile> files, const Progress& pr
       if (mbox[i]) {
         store::SplitMbox(octets, [&](store::MailboxLetter& l) { return keep(std::move(l.text)); });
       } else if (octets.find(':') == std::string::npos || octets.find(':') > octets.find('\n')) {
-        ++out.failed;  // no header field on its first line: not a letter
+        keep(std::nullopt);  // no header field on its first line: not a letter
       } else {
         keep(BytesToByteText(octets));
       }
     }
   }
-  out.message = module1::GetMUIStringF(kSection, u"Imported", u"%1 letters imported, %2 failed",
-                                       {NumToText(static_cast<int32_t>(out.keys.size())), NumToText(out.failed)});
+  const std::initializer_list<std::u16string> counts = {NumToText(static_cast<int32_t>(out.keys.size())),
+                                                        NumToText(out.failed)};
+  out.message = out.stopped ? module1::GetMUIStringF(kSection, u"ImportStopped",
+                                                     u"Stopped: %1 letters imported, %2 failed", counts)
+                            : module1::GetMUIStringF(kSection, u"Imported", u"%1 letters imported, %2 failed", counts);
   return out;
 }
 
 presentation::Document MainPage::Letter(int32_t key) const {
-  return Protected(u"Ravelin.CreateHTML_by_msgNumber", presentation::Document{},
-                   [&] { return presentation::CreateHTMLByMsgNumber(NumToText(key), true); });
+  presentation::Document doc = Protected(u"Ravelin.CreateHTML_by_msgNumber", presentation::Document{},
+                                         [&] { return presentation::CreateHTMLByMsgNumber(NumToText(key), true); });
+  // A letter opened has been read.
+  if (!doc.html.empty())
+    ProtectedVoid(u"frmMain.MarkRead", [&] {
+      auto db = store::detail::OpenMailDatabase();
+      auto rs = db->OpenRecordset(u"Select * from Letters where key=" + NumToText(key), dao::dbOpenDynaset);
+      if (!rs->Eof() && !Bool(*rs, u"Read")) {
+        rs->Edit();
+        rs->SetField(u"Read", Value(true));
+        rs->Update();
+      }
+      rs->Close();
+      db->Close();
+    });
+  return doc;
 }
 
 presentation::Document MainPage::PackReport(int32_t pack, std::u16string* title, const Progress& progress) const {
@@ -307,6 +350,7 @@ std::vector<std::pair<std::string, std::u16string>> MainPage::Texts() const {
       {"Drop", u"Drop .eml or mbox files here to import them."},
       {"Imported", u"%1 letters imported, %2 failed"},
       {"Importing", u"Importing letters..."},
+      {"ImportStopped", u"Stopped: %1 letters imported, %2 failed"},
       {"NoSelection", u"Choose a letter first."},
       {"Closed", u"The workbench has stopped. You may close this page."},
       {"Lost", u"The connection to Ravelin was lost."},

@@ -8,11 +8,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "presentation/html_text.h"
+
+namespace ravelin::dao {
+class Database;
+}  // namespace ravelin::dao
 
 namespace ravelin::desktop {
 
@@ -71,6 +76,12 @@ struct ImportResult {
 
 class MainPage {
  public:
+  // Keeps the mail database open between requests, as a window with its list does, so
+  // that each page is read through the connection already open instead of opening the
+  // file again. Other programs may still open the store. Release lets it go.
+  void Hold();
+  void Release();
+
   // The five mail folders in their usual order.
   std::vector<FolderEntry> Folders() const;
   // Both roots of the project tree as they are on disk (the live root first); folders
@@ -87,8 +98,8 @@ class MainPage {
   int32_t PageSize() const;
 
   // Moves the letters to Recycle; letters already there are removed for good (each one
-  // once no project or pack link holds it). Failures are reported through the funnel;
-  // returns how many were handled.
+  // once no project or pack link holds it) when the user says yes to the question.
+  // Failures are reported through the funnel; returns how many were handled.
   int32_t Delete(const std::vector<int32_t>& keys) const;
   int32_t Restore(const std::vector<int32_t>& keys) const;
 
@@ -101,12 +112,16 @@ class MainPage {
   ImportResult Import(std::vector<DroppedFile> files, const Progress& progress) const;
 
   // The letter as a document, its parts in the mail-files folder; empty when there's none.
+  // The letter counts as read from then on.
   presentation::Document Letter(int32_t key) const;
   // The report of a pack; `progress` may stop it.
   presentation::Document PackReport(int32_t pack, std::u16string* title, const Progress& progress) const;
 
   // Every text the page shows, by key.
   std::vector<std::pair<std::string, std::u16string>> Texts() const;
+
+ private:
+  std::shared_ptr<dao::Database> held_;
 };
 
 // The text shown for a place: the folder's caption, the project, the pack's name.

@@ -1,2 +1,0 @@
-// Boost.JSON, header-only, compiled here for the test and benchmark programs.
-#include <boost/json/src.hpp>
