@@ -1,7 +1,6 @@
-// The JSON module; Boost.JSON is used header-only, compiled here.
+// The JSON module. Boost.JSON is header-only; its definitions are compiled once, in the windows layer.
 #include "json_output.h"
 
-#include <boost/json/src.hpp>
 #include <openssl/evp.h>
 
 #include <cmath>

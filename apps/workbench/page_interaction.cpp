@@ -103,10 +103,15 @@ std::vector<std::u16string> PageInteraction::SelectLetters(const std::u16string&
                                           {"project", JsonText(rProject)},
                                           {"rows", std::move(rows)}});
   std::vector<std::u16string> keys;
-  if (a && a->is_array())
-    for (const auto& k : a->as_array())
-      if (k.is_int64()) keys.push_back(NumToText(static_cast<int32_t>(k.as_int64())));
-      else if (k.is_string()) keys.push_back(Utf16(k));
+  if (a && a->is_array()) {
+    for (const auto& k : a->as_array()) {
+      if (k.is_int64()) {
+        keys.push_back(NumToText(static_cast<int32_t>(k.as_int64())));
+      } else if (k.is_string()) {
+        keys.push_back(Utf16(k));
+      }
+    }
+  }
   return keys;
 }
 

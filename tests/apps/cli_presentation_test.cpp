@@ -11,7 +11,6 @@
 #include <vector>
 
 #include <boost/json.hpp>
-#include <boost/json/src.hpp>  // Boost.JSON header-only, compiled here
 #include <gtest/gtest.h>
 
 #include "platform/db/dao.h"

@@ -20,6 +20,12 @@
 namespace ravelin::test {
 namespace {
 
+desktop::Place FolderPlace(std::u16string folder) {
+  desktop::Place p;
+  p.folder = std::move(folder);
+  return p;
+}
+
 std::string Eml(int n, const std::string& extra = {}) {
   return "From: Sender " + std::to_string(n) + " <s" + std::to_string(n) + "@example.org>\r\nTo: me@example.org\r\n" +
          extra + "Subject: letter " + std::to_string(n) + "\r\nDate: Mon, 2 Nov 2026 09:15:00 +0000\r\n\r\nBody " +
@@ -74,7 +80,7 @@ TEST_F(MainPageTest, AFolderComesAPageAtATimeNewestFirst) {
   EXPECT_FALSE(last.more);
   EXPECT_TRUE(page.List(inbox, 4).rows.empty());
   // Other folders are not mixed in.
-  EXPECT_TRUE(page.List({desktop::Place::Kind::Folder, u"Sent"}, 1).rows.empty());
+  EXPECT_TRUE(page.List(FolderPlace(u"Sent"), 1).rows.empty());
 }
 
 TEST_F(MainPageTest, DeleteGoesToRecycleAndRestoreBringsItBack) {
@@ -82,7 +88,7 @@ TEST_F(MainPageTest, DeleteGoesToRecycleAndRestoreBringsItBack) {
   EXPECT_EQ(page.Delete({a}), 1);
   EXPECT_EQ(FolderOf(a), u"Recycle");
   EXPECT_EQ(Keys(page.List({}, 1)), std::vector<int32_t>{b});
-  EXPECT_EQ(Keys(page.List({desktop::Place::Kind::Folder, u"Recycle"}, 1)), std::vector<int32_t>{a});
+  EXPECT_EQ(Keys(page.List(FolderPlace(u"Recycle"), 1)), std::vector<int32_t>{a});
   EXPECT_TRUE(user().shown.empty()) << "moving to Recycle asks nothing";
 
   EXPECT_EQ(page.Restore({a}), 1);
@@ -154,7 +160,8 @@ TEST_F(MainPageTest, APackListsItsLettersOutsideRecycleAndAProjectItsOwn) {
   const auto packs = page.Packs();
   ASSERT_EQ(packs.size(), 1u);
   EXPECT_EQ(packs[0].name, u"Trip");
-  desktop::Place pack{desktop::Place::Kind::Pack};
+  desktop::Place pack;
+  pack.kind = desktop::Place::Kind::Pack;
   pack.pack = packs[0].number;
   EXPECT_EQ(Keys(page.List(pack, 1)), std::vector<int32_t>{a});
 
@@ -173,7 +180,8 @@ TEST_F(MainPageTest, APackListsItsLettersOutsideRecycleAndAProjectItsOwn) {
   EXPECT_FALSE(stopped.html.empty());
   EXPECT_LE(stopped.html.size(), report.html.size());
 
-  desktop::Place project{desktop::Place::Kind::Project};
+  desktop::Place project;
+  project.kind = desktop::Place::Kind::Project;
   project.project = u"Projects\\Acme";
   EXPECT_EQ(Keys(page.List(project, 1)), std::vector<int32_t>{c});
   project.archive = true;
