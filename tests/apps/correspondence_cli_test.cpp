@@ -46,7 +46,7 @@ class CorrespondenceCliTest : public ::testing::Test {
   // Keys 1..5: from Ann at work, to Ann at home, between her addresses, to Ann and Bob
   // together, from Bob.
   void Seed() {
-    ASSERT_EQ(Run({"addressbook", "import", File("contacts.vcf", kContacts)}).code, 0);
+    ASSERT_EQ(Run({"addressbook", "import", File("contacts.vcf", kContacts)}).code, 1);  // its broken card is skipped
     const std::vector<std::string> mails = {
         Mail("Ann <ann@acme.com>", "me@home.org", "plan"),
         Mail("me@home.org", "Ann <ann@home.org>", "re plan"),
