@@ -9,23 +9,12 @@ import os from 'node:os';
 import path from 'node:path';
 import readline from 'node:readline';
 
-const SKIP = 77;
+import { check, finish, launchBrowser } from './harness.mjs';
+
 const program = process.argv[2];
 if (!program) { console.error('usage: node forms_test.mjs RAVELIN_PROGRAM'); process.exit(2); }
 
-let chromium;
-try {
-  ({ chromium } = await import('playwright-core'));
-} catch (e) {
-  console.log(`SKIP: playwright-core is not installed (scripts/setup.sh installs it): ${e.message}`);
-  process.exit(SKIP);
-}
-const executablePath = ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find((p) => fs.existsSync(p));
-if (!executablePath) { console.log('SKIP: no chromium'); process.exit(SKIP); }
-
 const home = fs.mkdtempSync(path.join(os.tmpdir(), 'ravelin-forms-'));
-const failures = [];
-const check = (ok, what) => { if (!ok) failures.push(what); console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`); };
 
 // The server prints its address on the first line.
 const server = spawn(program, ['--home', home, 'serve'], { stdio: ['ignore', 'pipe', 'pipe'] });
@@ -38,14 +27,7 @@ const url = await new Promise((resolve, reject) => {
 const origin = new URL(url).origin;
 const formUrl = new URL('form/sample', url).href;
 
-let browser;
-try {
-  browser = await chromium.launch({ executablePath, args: ['--no-sandbox'] });
-} catch (e) {
-  console.log(`SKIP: chromium does not start: ${e.message}`);
-  server.kill('SIGTERM');
-  process.exit(SKIP);
-}
+const browser = await launchBrowser(() => server.kill('SIGTERM'));
 
 const outside = [];
 const problems = [];
@@ -242,5 +224,5 @@ check(problems.length === 0, `no script errors or policy violations (${problems.
 await new Promise((r) => (server.exitCode !== null ? r() : server.once('exit', r)));
 check(server.exitCode === 0, 'the server stops cleanly on SIGTERM');
 fs.rmSync(home, { recursive: true, force: true });
-if (failures.length) { console.log(`${failures.length} failed`); process.exit(1); }
+finish();
 console.log('all passed');

@@ -4,33 +4,20 @@
 // Usage: node view_test.mjs RAVELIN_PROGRAM. Exit 77 (skipped) when the browser can't start.
 import { spawn, spawnSync } from 'node:child_process';
 import fs from 'node:fs';
-import http from 'node:http';
 import os from 'node:os';
 import path from 'node:path';
 
-const SKIP = 77;
+import { check, finish, launchBrowser, startCanary } from './harness.mjs';
+
 const program = process.argv[2];
 if (!program) { console.error('usage: node view_test.mjs RAVELIN_PROGRAM'); process.exit(2); }
 
-let chromium;
-try {
-  ({ chromium } = await import('playwright-core'));
-} catch (e) {
-  console.log(`SKIP: playwright-core is not installed (scripts/setup.sh installs it): ${e.message}`);
-  process.exit(SKIP);
-}
-const executablePath = ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find((p) => fs.existsSync(p));
-if (!executablePath) { console.log('SKIP: no chromium'); process.exit(SKIP); }
-
 const home = fs.mkdtempSync(path.join(os.tmpdir(), 'ravelin-browser-'));
-const failures = [];
-const check = (ok, what) => { if (!ok) failures.push(what); console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`); };
 
 // A server that must never hear from the browser.
-const canaryHits = [];
-const canary = http.createServer((req, res) => { canaryHits.push(req.url); res.end('x'); });
-await new Promise((r) => canary.listen(0, '127.0.0.1', r));
-const c = `http://127.0.0.1:${canary.address().port}`;
+const canary = await startCanary();
+const canaryHits = canary.hits;
+const c = canary.url;
 
 const png = Buffer.from('iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg==', 'base64');
 const b64 = (s) => Buffer.from(s).toString('base64').replace(/(.{76})/g, '$1\r\n');
@@ -58,15 +45,7 @@ const run = (...args) => spawnSync(program, ['--home', home, ...args], { encodin
 const imported = JSON.parse(run('import', emlPath, '--json').stdout);
 const key = String(imported[0].key);
 
-let browser;
-try {
-  const root = typeof process.getuid === 'function' && process.getuid() === 0;
-  browser = await chromium.launch({ executablePath, headless: true, args: root ? ['--no-sandbox'] : [] });
-} catch (e) {
-  console.log(`SKIP: the browser could not start: ${e.message.split('\n')[0]}`);
-  canary.close();
-  process.exit(SKIP);
-}
+const browser = await launchBrowser(() => canary.close());
 
 try {
   // ---- the hostile letter through the viewer ----
@@ -148,5 +127,5 @@ print(cur.lastrowid)`, path.join(home, 'EmailW.mdb'), figures], { encoding: 'utf
   canary.close();
   fs.rmSync(home, { recursive: true, force: true });
 }
-if (failures.length) { console.log(`${failures.length} check(s) failed`); process.exit(1); }
+finish();
 console.log('all browser checks passed');

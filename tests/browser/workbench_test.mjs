@@ -14,31 +14,19 @@ import http from 'node:http';
 import os from 'node:os';
 import path from 'node:path';
 
-const SKIP = 77;
+import { check, finish, launchBrowser, startCanary } from './harness.mjs';
+
 const [program, sourceDir, screenshot] = process.argv.slice(2);
 if (!program || !sourceDir) { console.error('usage: node workbench_test.mjs RAVELIN_PROGRAM SOURCE_DIR'); process.exit(2); }
 
-let chromium;
-try {
-  ({ chromium } = await import('playwright-core'));
-} catch (e) {
-  console.log(`SKIP: playwright-core is not installed (scripts/setup.sh installs it): ${e.message}`);
-  process.exit(SKIP);
-}
-const executablePath = ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find((p) => fs.existsSync(p));
-if (!executablePath) { console.log('SKIP: no chromium'); process.exit(SKIP); }
-
-const failures = [];
-const check = (ok, what) => { if (!ok) failures.push(what); console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`); };
 const homes = [];
 const newHome = () => { const h = fs.mkdtempSync(path.join(os.tmpdir(), 'ravelin-workbench-')); homes.push(h); return h; };
 const run = (home, ...args) => spawnSync(program, ['--home', home, ...args], { encoding: 'utf8' });
 
 // A server that must never hear from the browser.
-const canaryHits = [];
-const canary = http.createServer((req, res) => { canaryHits.push(req.url); res.end('x'); });
-await new Promise((r) => canary.listen(0, '127.0.0.1', r));
-const c = `http://127.0.0.1:${canary.address().port}`;
+const canary = await startCanary();
+const canaryHits = canary.hits;
+const c = canary.url;
 
 const hostile = [
   'From: Mallory <mallory@example.org>', 'To: me@example.org', 'Subject: hostile letter', 'Date: Mon, 2 Nov 2026 09:15:00 +0000',
@@ -91,15 +79,7 @@ const waitRows = async (page, test, arg = null) => {
   return false;
 };
 
-let browser;
-try {
-  const root = typeof process.getuid === 'function' && process.getuid() === 0;
-  browser = await chromium.launch({ executablePath, headless: true, args: root ? ['--no-sandbox'] : [] });
-} catch (e) {
-  console.log(`SKIP: the browser could not start: ${e.message.split('\n')[0]}`);
-  canary.close();
-  process.exit(SKIP);
-}
+const browser = await launchBrowser(() => canary.close());
 
 try {
   // ---- the samples, listed, one dropped, opened, deleted and restored ----
@@ -287,5 +267,5 @@ db.commit()`, path.join(big, 'EmailW.mdb')], { encoding: 'utf8' });
   for (const child of servers) if (child.exitCode === null && child.signalCode === null) child.kill('SIGKILL');
   for (const h of homes) fs.rmSync(h, { recursive: true, force: true });
 }
-if (failures.length) { console.log(`${failures.length} check(s) failed`); process.exit(1); }
+finish();
 console.log('all browser checks passed');
