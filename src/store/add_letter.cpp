@@ -316,7 +316,7 @@ std::vector<std::u16string> ReadAccountAddresses() {
 }  // namespace
 
 ImportRun::ImportRun() : outer_(!CurrentRun().active) {
-  if (outer_) CurrentRun() = RunAccounts{true, false, {}};
+  if (outer_) CurrentRun() = RunAccounts{true, false, {}, nullptr};
 }
 
 ImportRun::~ImportRun() {
