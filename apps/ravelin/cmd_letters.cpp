@@ -185,21 +185,35 @@ ListPage ReadPage(const std::u16string& statement, const ListRequest& r, int32_t
     return row;
   };
   if (r.order.empty()) {
-    // By the date shown, newest first, letters without a date last: every row is read
-    // and sorted before the page is cut.
+    // By the date shown, newest first, letters without a date last, letters of the same
+    // date in the statement's order: every row is read, its date worked out once, and
+    // only the rows up to the end of the page are put in order.
+    struct Place {
+      bool dated;
+      double serial;
+      size_t index;
+    };
     std::vector<Row> all;
-    for (; !rs->Eof(); rs->MoveNext())
-      if (Wanted(r, *rs)) all.push_back(rowOf());
+    std::vector<Place> places;
+    for (; !rs->Eof(); rs->MoveNext()) {
+      if (!Wanted(r, *rs)) continue;
+      all.push_back(rowOf());
+      const Value date = ShownDate(all.back());
+      places.push_back({!date.IsNull(), date.IsNull() ? 0.0 : date.AsDate().serial, all.size() - 1});
+    }
     rs->Close();
     db->Close();
-    std::stable_sort(all.begin(), all.end(), [](const Row& a, const Row& b) {
-      const Value x = ShownDate(a), y = ShownDate(b);
-      if (x.IsNull() || y.IsNull()) return !x.IsNull() && y.IsNull();
-      return x.AsDate().serial > y.AsDate().serial;
-    });
     const size_t from = r.all ? 0 : static_cast<size_t>(r.page - 1) * static_cast<size_t>(pageSize);
     const size_t to = r.all ? all.size() : std::min(all.size(), from + static_cast<size_t>(pageSize));
-    for (size_t i = from; i < to; ++i) page.rows.push_back(std::move(all[i]));
+    const auto before = [](const Place& a, const Place& b) {
+      if (a.dated != b.dated) return a.dated;
+      if (a.dated && a.serial != b.serial) return a.serial > b.serial;
+      return a.index < b.index;
+    };
+    if (from < to) {
+      std::partial_sort(places.begin(), places.begin() + static_cast<std::ptrdiff_t>(to), places.end(), before);
+      for (size_t i = from; i < to; ++i) page.rows.push_back(std::move(all[places[i].index]));
+    }
     page.more = to < all.size();
     return page;
   }

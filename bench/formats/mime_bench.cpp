@@ -147,7 +147,7 @@ void DumpInputsOnce() {
 
 size_t DecodedOctets(const mailHeader& h) {
   size_t n = h.Message.size();
-  for (const AttachFile& f : h.attFiles) n += f.fData.size();
+  for (const AttachFile& f : h.attFiles) n += f.DataSize();
   return n;
 }
 
@@ -157,7 +157,7 @@ void BM_ParseLarge_Ravelin(benchmark::State& state) {
   for (auto _ : state) {
     mailHeader h;
     ravelin::GetSubItems(text, h);
-    if (h.attFiles.size() != 3 || h.attFiles[0].fData.size() != kAttachmentOctets) state.SkipWithError("wrong parse");
+    if (h.attFiles.size() != 3 || h.attFiles[0].DataSize() != kAttachmentOctets) state.SkipWithError("wrong parse");
     benchmark::DoNotOptimize(DecodedOctets(h));
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Large().octets.size()));

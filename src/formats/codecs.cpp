@@ -342,13 +342,16 @@ bool DecodeBase64(std::u16string_view sSource, Text& out) {
     ++kept;
   }
 
-  // Clean and decode chunk by chunk through a small buffer; whole groups are decoded as
-  // they come and the 0..3 characters of an unfinished group carry over.
-  Text decoded(n / 4 * 3 + 3, Unit{0});
-  Unit* o = decoded.data();
-  size_t written = 0, cleanedTotal = 0;
+  // Clean and decode chunk by chunk through small buffers; whole groups are decoded as
+  // they come and the 0..3 characters of an unfinished group carry over. The octets of a
+  // chunk are appended from a buffer still in the cache, so the result's memory is written
+  // once (not zeroed first and then written again).
+  Text decoded;
+  decoded.reserve(n / 4 * 3 + 3);
+  size_t cleanedTotal = 0;
   constexpr size_t kChunk = 16384;
   alignas(32) unsigned char chunk[kChunk + 64];
+  alignas(32) Unit o[kChunk / 4 * 3 + 64];
   size_t have = 0, i = 0;
   while (i < n) {
     size_t take = std::min(n - i, kChunk - have);
@@ -362,15 +365,15 @@ bool DecodeBase64(std::u16string_view sSource, Text& out) {
 #if RAVELIN_X86
     if (HaveAvx2()) {
       while (g + 8 <= groups) {
-        g += DecodeBlocksAvx2(chunk + 4 * g, 4 * (groups - g), o + written + 3 * g) / 4;
+        g += DecodeBlocksAvx2(chunk + 4 * g, 4 * (groups - g), o + 3 * g) / 4;
         if (g + 8 > groups) break;
         // A block with a stranger or "=": eight groups the exact way, then blocks again.
-        for (size_t e = g + 8; g < e; ++g) DecodeGroup(chunk + 4 * g, o + written + 3 * g, 3);
+        for (size_t e = g + 8; g < e; ++g) DecodeGroup(chunk + 4 * g, o + 3 * g, 3);
       }
     }
 #endif
-    for (; g < groups; ++g) DecodeGroup(chunk + 4 * g, o + written + 3 * g, 3);
-    written += 3 * groups;
+    for (; g < groups; ++g) DecodeGroup(chunk + 4 * g, o + 3 * g, 3);
+    decoded.append(o, 3 * groups);
     std::memmove(chunk, chunk + 4 * groups, have - 4 * groups);
     have -= 4 * groups;
   }

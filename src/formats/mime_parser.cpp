@@ -70,21 +70,36 @@ size_t FindFwd(u16v s, u16v pat, size_t from = 0) {
   return npos;
 }
 
+// Where in `pat` a backward search looks for it from. Large bodies are mostly Base64 or
+// text in lines, so a sign that is no letter, digit, line break, blank or dash ("." of a
+// terminator, "=" or "_" of a boundary) stops the search far less often than the first
+// unit; without one, the first unit.
+size_t AnchorOf(u16v pat) {
+  for (size_t k = pat.size(); k-- > 0;) {
+    const char16_t c = pat[k];
+    const bool common = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
+                        c == u'\r' || c == u'\n' || c == u' ' || c == u'\t' || c == u'-' || c == u'+' || c == u'/';
+    if (!common && LowOctetIsSelf(c)) return k;
+  }
+  return 0;
+}
+
 // Last occurrence of `pat` that starts at or before `lastStart`, npos when none.
 size_t FindRev(u16v s, u16v pat, size_t lastStart = npos) {
   if (s.size() < pat.size()) return npos;
   lastStart = std::min(lastStart, s.size() - pat.size());
   if (pat.empty()) return lastStart;
-  const char16_t first = pat[0];
-  if (!LowOctetIsSelf(first)) return s.rfind(pat, lastStart);
+  const size_t k = AnchorOf(pat);
+  const char16_t anchor = pat[k];
+  if (!LowOctetIsSelf(anchor)) return s.rfind(pat, lastStart);
   const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
-  size_t count = lastStart + 1;  // units that may start a match: [0, count)
-  while (count > 0) {
-    const auto* hit = static_cast<const unsigned char*>(memrchr(bytes, static_cast<int>(first), count * 2));
+  size_t count = lastStart + k + 1;  // units where the anchor of a match may stand: [k, count)
+  while (count > k) {
+    const auto* hit = static_cast<const unsigned char*>(memrchr(bytes, static_cast<int>(anchor), count * 2));
     if (!hit) return npos;
     size_t idx = 0;
-    if (UnitAt(s.data(), hit, first, idx)) {
-      if (s.compare(idx, pat.size(), pat) == 0) return idx;
+    if (UnitAt(s.data(), hit, anchor, idx)) {
+      if (idx >= k && s.compare(idx - k, pat.size(), pat) == 0) return idx - k;
       count = idx;
     } else {
       count = static_cast<size_t>(hit - bytes) / 2;

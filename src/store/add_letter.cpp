@@ -61,8 +61,6 @@ const DateTime& InsertionClock() {
   return dt;
 }
 
-using RsPtr = std::shared_ptr<dao::Recordset>;
-
 // The "To" field: the letter's recipients, cut to the field's size with a warning; the
 // account's address when the recipients don't name it; "?" when there are none.
 void WriteTo(dao::NewRows& rowL, const mailHeader& mheader, const std::u16string& strEmail) {
@@ -159,21 +157,24 @@ void WritePackLink(const std::shared_ptr<dao::Database>& db, const Value& key, i
 
 // The letter's parts as rows of Files. The part's octets are the letter: a row whose data
 // can't be written undoes it; the other fields stay empty when they can't be set.
-void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader, ResumeNext& rn) {
+void WriteFiles(const std::shared_ptr<dao::Database>& db, const Value& key, const mailHeader& mheader,
+                ResumeNext& rn) {
   const int32_t ubound = GetUboundAttFiles(mheader);
+  if (ubound < 1) return;
+  dao::NewRows rowF(db, u"Files");
   for (int32_t i = 1; i <= ubound; ++i) {
     const AttachFile& a = mheader.attFiles[static_cast<size_t>(i - 1)];
-    rsF.AddNew();
-    rsF.SetField(u"N", key);
-    rn([&] { rsF.SetField(u"type", Value(a.ftype)); });
-    rn([&] { rsF.SetField(u"subtype", Value(a.fsubtype)); });
+    rowF.AddNew();
+    rowF.SetField(u"N", key);
+    rn([&] { rowF.SetField(u"type", Value(a.ftype)); });
+    rn([&] { rowF.SetField(u"subtype", Value(a.fsubtype)); });
     rn([&] {
-      if (Len(a.ContentDisposition) > 0) rsF.SetField(u"Content-Disposition", Value(a.ContentDisposition));
+      if (Len(a.ContentDisposition) > 0) rowF.SetField(u"Content-Disposition", Value(a.ContentDisposition));
     });
     rn([&] {
-      if (Len(a.Content_ID) > 0) rsF.SetField(u"Content-ID", Value(a.Content_ID));
+      if (Len(a.Content_ID) > 0) rowF.SetField(u"Content-ID", Value(a.Content_ID));
     });
-    rn([&] { rsF.SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
+    rn([&] { rowF.SetField(u"Content-Location", strConvNull(a.ContentLocation)); });
     // The builder reads the Charset column back into ContentTransferEncoding, where the
     // parser keeps a part's charset. Byte text is kept octet for octet. A part handed in
     // as true text (a unit above U+00FF is no octet) is narrowed through the ANSI code
@@ -182,17 +183,16 @@ void WriteFiles(dao::Recordset& rsF, const Value& key, const mailHeader& mheader
     std::u16string charset = a.ContentTransferEncoding, narrowed;
     const bool trueText = std::any_of(a.fData.begin(), a.fData.end(), [](char16_t c) { return c > 0xFF; });
     if (trueText) narrowed = EncodeTextForLabel(a.fData, GetCPCode(charset), charset);
-    rn([&] { rsF.SetField(u"Charset", strConvNull(charset)); });
-    rsF.SetField(u"Data", Value::Binary(a.HoldsOctets() ? a.fOctets : ByteTextToBytes(trueText ? narrowed : a.fData)));
+    rn([&] { rowF.SetField(u"Charset", strConvNull(charset)); });
+    rowF.SetField(u"Data", Value::Binary(a.HoldsOctets() ? a.fOctets : ByteTextToBytes(trueText ? narrowed : a.fData)));
     rn([&] {
-      if (Len(a.fname) >= 1) rsF.SetField(u"filename", Value(a.fname));
+      if (Len(a.fname) >= 1) rowF.SetField(u"filename", Value(a.fname));
     });
-    rsF.Update();
+    rowF.Update();
   }
 }
 
-// The transaction of one letter and the Files recordset when the letter has parts. Unless
-// Commit ran, the destructor cancels what is open and rolls the letter back.
+// The transaction of one letter. Unless Commit ran, the destructor rolls the letter back.
 class LetterWrite {
  public:
   // `own`: the database was opened for this letter alone, and is closed with it.
@@ -203,24 +203,15 @@ class LetterWrite {
   ~LetterWrite() {
     if (!inTrans_) return;
     ResumeNext quiet;
-    quiet([&] {
-      if (rsF && rsF->EditMode() != dao::dbEditNone) rsF->CancelUpdate();
-    });
-    quiet([&] {
-      if (rsF) rsF->Close();
-    });
     quiet([] { dao::Engine().Rollback(); });
     quiet([&] {
       if (own_) db_->Close();
     });
   }
   void Commit() {
-    if (rsF) rsF->Close();
     inTrans_ = false;
     dao::Engine().CommitTrans();
   }
-
-  RsPtr rsF;
 
  private:
   std::shared_ptr<dao::Database> db_;
@@ -265,12 +256,8 @@ std::u16string AddLetterFromMailHeader(mailHeader& mheader, int32_t& MailFolder,
     const Value key(static_cast<int32_t>(rowL.Update()));
     if (Len(Trim(Project)) > 0) WriteProjectLink(db, key, Project, InsArcPrj, rn);
     if (PackNumber > 0) WritePackLink(db, key, PackNumber);
-    // The attachment table is opened only for a letter that has rows for it; the files
-    // belong to the row just saved, by the key its insert gave.
-    if (GetUboundAttFiles(mheader) > 0) {
-      w.rsF = db->OpenRecordset(u"Files", dao::dbOpenDynaset);
-      WriteFiles(*w.rsF, key, mheader, rn);
-    }
+    // The files belong to the row just saved, by the key its insert gave.
+    WriteFiles(db, key, mheader, rn);
     w.Commit();
     result = NumToText(key.AsLong());
   }
@@ -329,7 +316,7 @@ std::vector<std::u16string> ReadAccountAddresses() {
 }  // namespace
 
 ImportRun::ImportRun() : outer_(!CurrentRun().active) {
-  if (outer_) CurrentRun() = RunAccounts{true, false, {}};
+  if (outer_) CurrentRun() = RunAccounts{true, false, {}, nullptr};
 }
 
 ImportRun::~ImportRun() {

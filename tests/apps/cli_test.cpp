@@ -88,6 +88,41 @@ TEST_F(Cli, ImportedSamplesListAndShowAsDocumented) {
   ExpectGolden("show-1.txt", Do({"show", "1"}).out);
 }
 
+// Keys of a `list --json` output, in the order shown.
+std::vector<int> KeysOf(const std::string& json) {
+  std::vector<int> keys;
+  for (size_t p = json.find("\"key\": "); p != std::string::npos; p = json.find("\"key\": ", p + 1))
+    keys.push_back(std::atoi(json.c_str() + p + 7));
+  return keys;
+}
+
+TEST_F(Cli, ListsNewestFirstWithTiesInKeyOrderAndUndatedLettersLast) {
+  // Letters 1..20 written on four days, five a day; 21..25 without a date, and in Sent
+  // they get no arrival date either.
+  std::string box;
+  for (int k = 1; k <= 25; ++k) {
+    box += "From a@b.c Mon Jan  1 00:00:00 2024\nFrom: a@b.c\nTo: d@e.f\nSubject: n" + std::to_string(k) + "\n";
+    if (k <= 20) box += "Date: 0" + std::to_string(k % 4 + 1) + " Mar 2024 10:00:00 +0000\n";
+    box += "\nbody\n\n";
+  }
+  const stdfs::path file = home.path() / "box.mbox";
+  std::ofstream(file, std::ios::binary) << box;
+  ASSERT_EQ(Do({"import", "--folder", "Sent", file.string()}).code, 0);
+
+  const std::vector<int> expected = {3,  7,  11, 15, 19, 2,  6,  10, 14, 18, 1,  5,  9,
+                                     13, 17, 4,  8,  12, 16, 20, 21, 22, 23, 24, 25};
+  EXPECT_EQ(KeysOf(Do({"list", "--folder", "Sent", "--json", "--all"}).out), expected);
+  std::vector<int> paged;
+  for (const char* page : {"1", "2", "3", "4"}) {
+    const std::vector<int> keys = KeysOf(Do({"list", "--folder", "Sent", "--json", "--page", page}).out);
+    paged.insert(paged.end(), keys.begin(), keys.end());
+  }
+  EXPECT_EQ(paged, expected);
+  const Outcome second = Do({"list", "--folder", "Sent", "--page", "2"});
+  EXPECT_NE(second.out.find("(more: --page 3, or --all)"), std::string::npos) << second.out;
+  EXPECT_EQ(Do({"list", "--folder", "Sent", "--page", "4"}).out, "no letters on page 4 of Sent\n");
+}
+
 TEST_F(Cli, ParsesEverySampleAsBefore) {
   for (const auto& entry : stdfs::directory_iterator(kSource / "samples")) {
     const std::string name = entry.path().filename().string();

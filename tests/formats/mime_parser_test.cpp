@@ -125,6 +125,43 @@ TEST(MimeParser, TerminatorIsCut) {
   EXPECT_EQ(Out(t), "Subject: s\r\n\r\nline");
   const mailHeader h = Parse("Content-Type: text/plain\r\n\r\nhello\r\n\r\n.\r\n");
   EXPECT_EQ(Out(h.Message), "hello");
+
+  // The last terminator counts, whatever dots and near misses stand around it; one that
+  // starts the text cuts it all.
+  const struct {
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {"a.b.\r\n\r\n.x\r\n\r\n.y. .\r\n.\r\n\r\n", "a.b.\r\n\r\n.x"},
+      {"\r\n\r\n.rest", ""},
+      {".\r\n\r\n", ".\r\n\r\n"},
+      {"\r\n\r\n", "\r\n\r\n"},
+      {"\n\r\n\r\n.", "\n"},
+      {"x\r\n\r\n\xAE\r\n\r\n.", "x\r\n\r\n\xAE"},
+  };
+  for (const auto& c : cases) {
+    std::u16string t = B(c.in);
+    CutTerminator(t);
+    EXPECT_EQ(t, B(c.out)) << c.in;
+  }
+}
+
+TEST(MimeParser, BoundariesOfEveryShapeAreFoundFromTheEnd) {
+  // Boundaries with and without signs, among text and Base64 full of their letters and of
+  // near misses; the delimiter that opens the body is the first part's.
+  for (const std::string boundary : {"b1", "=_a.b_", "----=_Part_1_2.3", "x+y/z", "_"}) {
+    const std::string near = boundary.substr(0, boundary.size() - 1);
+    const std::string text = "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n--" + boundary +
+                             "\r\nContent-Type: text/plain\r\n\r\nfirst " + near + " -" + boundary + " " + near +
+                             "\r\n--" + boundary +
+                             "\r\nContent-Type: application/octet-stream; name=\"f.bin\"\r\n"
+                             "Content-Transfer-Encoding: base64\r\n\r\nQUJD\r\n--" + boundary + "--\r\n" + near;
+    SCOPED_TRACE(boundary);
+    const mailHeader h = Parse(text);
+    EXPECT_EQ(Out(h.Message), "first " + near + " -" + boundary + " " + near);
+    ASSERT_EQ(h.attFiles.size(), 1u);
+    EXPECT_EQ(h.attFiles[0].DataOctets(), "ABC");
+  }
 }
 
 TEST(MimeParser, SinglePartBodies) {

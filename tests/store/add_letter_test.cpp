@@ -229,6 +229,64 @@ TEST_F(AddLetterTest, AFailingStepFailsAloneAndNoLinkOutlivesItsLetter) {
   EXPECT_GT(plain, odd);
 }
 
+TEST_F(AddLetterTest, AnAttachmentRowRefusedUndoesItsLetterAndTheNextLetterGoesIn) {
+  const int32_t pack = AddPack(u"Plans");
+  {
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(sqlite3_open(fs::NativePath(module1::GetEmailDbPath()).c_str(), &raw), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(raw,
+                           "CREATE TRIGGER refuse BEFORE INSERT ON Files WHEN NEW.filename = 'bad.bin' "
+                           "BEGIN SELECT RAISE(ABORT, 'refused'); END;",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(raw);
+  }
+  const auto part = [](const std::u16string& name, const std::string& octets) {
+    AttachFile f;
+    f.ftype = u"application";
+    f.fsubtype = u"octet-stream";
+    f.fname = name;
+    f.fData = BytesToByteText(octets);
+    return f;
+  };
+  // The second part is refused after the first was written: nothing of the letter stays,
+  // not its row, not its first part, not its links.
+  mailHeader bad = Header(u"a@b.c", u"d@e.f", u"bad");
+  bad.attFiles = {part(u"good.bin", "one"), part(u"bad.bin", "two")};
+  int32_t folder = Inbox;
+  EXPECT_THROW(store::AddLetterFromMailHeader(bad, folder, 0, u"Work", false, pack), Error);
+  EXPECT_EQ(Count(u"Select * from Letters"), 0u);
+  EXPECT_EQ(Count(u"Select * from Files"), 0u);
+  EXPECT_EQ(Count(u"Select * from Projects"), 0u);
+  EXPECT_EQ(Count(u"Select * from PackItems"), 0u);
+
+  // The letters after it are written whole, parts in their order and each with its own data
+  // (one held as octets among them), a part's field too long for its column left empty.
+  mailHeader good = Header(u"a@b.c", u"d@e.f", u"good");
+  AttachFile big = part(u"", "");
+  big.fOctets = std::string("\0\x01\xfe\xff", 4) + std::string(100000, 'z');
+  AttachFile named = part(u"n.bin", "three");
+  named.ContentDisposition = u"attachment; " + std::u16string(60, u'd');
+  good.attFiles = {part(u"first.bin", "one"), big, named};
+  const int32_t k1 = Add(good, Inbox, 0, u"Work", false, pack);
+  const int32_t k2 = Add(good);
+  ASSERT_GT(k1, 0);
+  ASSERT_GT(k2, k1);
+  for (const int32_t key : {k1, k2}) {
+    auto files = Rows(u"Select * from Files where N=" + NumToText(key) + u";");
+    ASSERT_EQ(files.size(), 3u);
+    EXPECT_EQ(Text(files[0], u"filename"), u"first.bin");
+    EXPECT_EQ(files[0].at(u"Data").AsBinary(), "one");
+    EXPECT_TRUE(IsNull(files[1], u"filename"));
+    EXPECT_EQ(files[1].at(u"Data").AsBinary(), big.fOctets);
+    EXPECT_EQ(files[2].at(u"Data").AsBinary(), "three");
+    EXPECT_TRUE(IsNull(files[2], u"Content-Disposition"));
+    EXPECT_EQ(Text(files[2], u"filename"), u"n.bin");
+  }
+  EXPECT_EQ(Count(u"Select * from Projects"), 1u);
+  EXPECT_EQ(Count(u"Select * from PackItems"), 1u);
+}
+
 TEST_F(AddLetterTest, FromEmlFile) {
   // A missing file: a plain box naming it on a line of its own, and no letter.
   const std::u16string missing = HomeFile("nowhere.eml");

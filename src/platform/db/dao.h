@@ -530,6 +530,9 @@ class NewRows {
   void AddNew();
   // 3265 for an unknown field, 3020 with no row started, 3164 for the auto-number.
   void SetField(std::u16string_view field, const ravelin::Value& v);
+  // The same, taking over a text or octets the field holds as they are (a letter's text,
+  // an attachment's data) instead of copying them.
+  void SetField(std::u16string_view field, ravelin::Value&& v);
   ravelin::Value GetField(std::u16string_view field) const;
   // The field's defined size, as a recordset's field reports it (Text(n): n).
   int32_t Size(std::u16string_view field) const;

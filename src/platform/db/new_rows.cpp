@@ -165,13 +165,31 @@ void NewRows::AddNew() {
   m.adding = true;
 }
 
+namespace {
+
+// A value the field keeps exactly as it stands, so that it can be taken over rather than
+// converted: octets for octets, a text that fits for text.
+bool KeptAsItIs(const ravelin::Value& v, const FieldMeta& f) {
+  if (v.Type() == VType::Binary) return f.type == dbLongBinary;
+  if (v.Type() != VType::Text) return false;
+  if (f.type == dbMemo) return true;
+  return f.type == dbText && (f.size <= 0 || static_cast<int64_t>(v.TextRef().size()) <= f.size);
+}
+
+}  // namespace
+
 void NewRows::SetField(std::u16string_view field, const ravelin::Value& v) {
+  Value copy = v;
+  SetField(field, std::move(copy));
+}
+
+void NewRows::SetField(std::u16string_view field, ravelin::Value&& v) {
   Impl& m = *impl_;
   const int fi = m.Find(field);
   m.RequireRow();
   const FieldMeta& f = m.plan->fields[static_cast<size_t>(fi)];
   if (f.autoIncrement()) ThrowDb(dberr::kFieldNotUpdatable, u"Field cannot be updated. (" + f.name + u")");
-  Value coerced = CoerceForField(v, f, m.plan->table);
+  Value coerced = KeptAsItIs(v, f) ? std::move(v) : CoerceForField(v, f, m.plan->table);
   if ((f.type == dbText || f.type == dbMemo) && !f.allowZeroLength && coerced.Type() == VType::Text &&
       coerced.TextRef().empty())
     ThrowDb(dberr::kZeroLength, u"Field '" + m.plan->table + u"." + f.name + u"' cannot be a zero-length string.");

@@ -24,9 +24,11 @@ struct Assignment {
 };
 
 // The same assignments through a recordset and through NewRows: the same failure, and on
-// success the same stored row (the key aside, each takes its own).
+// success the same stored row (the key aside, each takes its own). `handOver`: the writer
+// is given values it may take over rather than copy.
 void ExpectSameOutcome(Database& db, const std::shared_ptr<Database>& shared, const char* what,
-                       const std::u16string& table, const std::vector<Assignment>& set, const std::u16string& mark) {
+                       const std::u16string& table, const std::vector<Assignment>& set, const std::u16string& mark,
+                       bool handOver) {
   auto rs = db.OpenRecordset(table);
   const int32_t viaRecordset = ErrorOf([&] {
     rs->AddNew();
@@ -42,7 +44,8 @@ void ExpectSameOutcome(Database& db, const std::shared_ptr<Database>& shared, co
   NewRows rows(shared, table);
   const int32_t viaWriter = ErrorOf([&] {
     rows.AddNew();
-    for (const auto& a : set) ErrorOf([&] { rows.SetField(a.field, a.value); });
+    for (const auto& a : set)
+      ErrorOf([&] { handOver ? rows.SetField(a.field, Value(a.value)) : rows.SetField(a.field, a.value); });
     rows.SetField(u"Subject", Value(mark + u"-nr"));
     rows.Update();
   });
@@ -70,9 +73,12 @@ TEST_F(NewRowsTest, ARowIsStoredAndRefusedExactlyAsTheRecordsetDoes) {
       {"text into Long", {{u"Size", Value(u"twelve")}}},
       {"number into text", {{u"To", Value(int32_t{42})}}},
       {"Null where allowed", {{u"Message", Value()}, {u"From", Value()}}},
+      {"octets into text", {{u"Message", Value::Binary(std::string("a\0\xff", 3))}, {u"From", Value::Binary("x")}}},
   };
   int n = 0;
-  for (const auto& c : cases) ExpectSameOutcome(*db, db, c.what, u"Letters", c.set, FromUtf8(std::to_string(++n)));
+  for (const bool handOver : {false, true})
+    for (const auto& c : cases)
+      ExpectSameOutcome(*db, db, c.what, u"Letters", c.set, FromUtf8(std::to_string(++n)), handOver);
 
   // A required field left Null is refused at Update by both, with nothing stored.
   NewRows accounts(db, u"Accounts");
