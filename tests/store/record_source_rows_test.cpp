@@ -159,7 +159,9 @@ TEST_F(RecordSourceRowsTest, PacksByScope) {
     EXPECT_EQ(Keys(got.begin(), got.end()), r.expected)
         << "project=" << r.project << " flags=" << r.flags << " deleted=" << r.deleted << " arc=" << r.arc;
     // Scopes 1, 2 and 4 list the newest pack first.
-    if ((r.flags & 7) != 0 && !got.empty()) EXPECT_EQ(got.front(), *r.expected.rbegin()) << "flags=" << r.flags;
+    if ((r.flags & 7) != 0 && !got.empty()) {
+      EXPECT_EQ(got.front(), *r.expected.rbegin()) << "flags=" << r.flags;
+    }
   }
   EXPECT_EQ(mail.GetPacksRecordSource(u"P", 3), u"");
 }

@@ -89,8 +89,11 @@ TEST_F(SchemaTest, NewFileHoldsTheMailLayoutAndNothingElse) {
   }
   rs->Close();
   EXPECT_EQ(folders, (std::vector<std::u16string>{u"Inbox", u"Outbox", u"Recycle", u"Sent", u"Rough copies"}));
-  for (const auto& table : names)
-    if (table != u"MailFolders") EXPECT_EQ(db->TableDefs().Item(table)->RecordCount(), 0) << ToUtf8(table);
+  for (const auto& table : names) {
+    if (table != u"MailFolders") {
+      EXPECT_EQ(db->TableDefs().Item(table)->RecordCount(), 0) << ToUtf8(table);
+    }
+  }
 
   // The stored queries, all empty.
   for (const char16_t* q : {u"Inbox", u"Sent", u"Recycle", u"Rough copies"})

@@ -24,7 +24,9 @@ TEST(PasswordTest, EveryMethodGivesTheTextBack) {
     for (const auto& t : texts) {
       const std::u16string coded = p.CodePassword(t, method);
       EXPECT_EQ(p.DecodePassword(coded, method), t) << "method " << method << " length " << t.size();
-      if (method != 0 && !t.empty()) EXPECT_NE(coded, t);
+      if (method != 0 && !t.empty()) {
+        EXPECT_NE(coded, t);
+      }
     }
   }
   EXPECT_EQ(p.CodePassword(u"", 6), u"");
