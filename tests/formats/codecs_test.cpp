@@ -115,7 +115,9 @@ TEST(Base64, OctetDecoderGivesTheSameOctets) {
     }
     std::string octets;
     const std::u16string text = Base64ToAscii(s);
-    if (Base64ToOctets(s, octets)) ASSERT_EQ(B(octets), text) << "input: " << Show(s);
+    if (Base64ToOctets(s, octets)) {
+      ASSERT_EQ(B(octets), text) << "input: " << Show(s);
+    }
     else ASSERT_LT(text.size(), 4u) << "input: " << Show(s);
   }
   // Every octet value, in lines as mail carries them.

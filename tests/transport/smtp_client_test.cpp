@@ -261,8 +261,12 @@ TEST_F(SmtpClientTest, SenderAndRecipientsAsTheyGoOut) {
       EXPECT_NE(std::find(commands.begin(), commands.end(), s), commands.end()) << s;
     for (const auto& c : commands) {
       EXPECT_EQ(c.find("cc@example.org"), std::string::npos) << "cc/bcc are never sent: " << c;
-      if (row.to.empty()) EXPECT_NE(c.rfind("RCPT", 0), 0u);
-      if (row.from.find(u'<') == std::u16string::npos) EXPECT_NE(c.rfind("From:", 0), 0u);
+      if (row.to.empty()) {
+        EXPECT_NE(c.rfind("RCPT", 0), 0u);
+      }
+      if (row.from.find(u'<') == std::u16string::npos) {
+        EXPECT_NE(c.rfind("From:", 0), 0u);
+      }
     }
   }
 }
@@ -322,7 +326,9 @@ TEST_F(SmtpClientTest, EveryRefusalEndsTheSessionWithTheServersWords) {
     std::u16string hello = u"ivan";
     const bool connected = mail.SMTPConnect(u"mx", 25, fresh, &p, true, u"u", u"p", &hello);
     EXPECT_EQ(connected, !row.connectFails);
-    if (connected) EXPECT_FALSE(mail.SendLetter(letter, fresh, &p));
+    if (connected) {
+      EXPECT_FALSE(mail.SendLetter(letter, fresh, &p));
+    }
     mail.SMTPDisconnect(fresh, &p, u"mx");
     EXPECT_EQ(mail.rqStat, ErrRq);
     EXPECT_EQ(fresh.State(), sckClosed);
