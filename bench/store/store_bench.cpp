@@ -19,6 +19,7 @@
 #include "runtime/text.h"
 #include "runtime/vbstring.h"
 #include "store/maintenance.h"
+#include "../support/sqlite_first_page.h"
 
 namespace ravelin {
 namespace {
@@ -151,32 +152,7 @@ void BM_ProjectFirstPage(benchmark::State& state) { ReadFirstPage(state, u"Proj\
 // The peer: the folder's first page by a statement written for SQLite, on the same file.
 void BM_SqlitePeerFirstPage(benchmark::State& state) {
   const Store& s = Use(static_cast<int>(state.range(0)));
-  const std::string path = fs::NativePath(s.db);
-  const char* sql =
-      "SELECT L.*, P1.\"Obj ID\", P1.ObjType, P1.Project, ifnull(P1.InsArcPrj, 0), PI.Pack_N, PI.Msg_N "
-      "FROM Letters L LEFT JOIN PackItems PI ON L.key = PI.Msg_N "
-      "LEFT JOIN Projects P ON PI.Pack_N = P.\"Obj ID\" "
-      "LEFT JOIN Projects P1 ON L.key = P1.\"Obj ID\" "
-      "WHERE L.MailFolder = 'Inbox' ORDER BY L.key DESC";
-  sqlite3* db = nullptr;
-  sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-  // The file's text columns name a case-blind collation; an ASCII one serves the peer.
-  sqlite3_create_collation(db, "RVTEXT", SQLITE_UTF8, nullptr,
-                           [](void*, int na, const void* a, int nb, const void* b) {
-                             int r = sqlite3_strnicmp(static_cast<const char*>(a), static_cast<const char*>(b),
-                                                      na < nb ? na : nb);
-                             return r != 0 ? r : na - nb;
-                           });
-  for (auto _ : state) {
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v2(db, sql, -1, &st, nullptr) != SQLITE_OK) {
-      state.SkipWithError(sqlite3_errmsg(db));
-      break;
-    }
-    for (int i = 0; i < 10 && sqlite3_step(st) == SQLITE_ROW; ++i) benchmark::DoNotOptimize(sqlite3_column_text16(st, 1));
-    sqlite3_finalize(st);
-  }
-  sqlite3_close(db);
+  ravelin::bench::SqliteFirstPage(state, fs::NativePath(s.db));
 }
 
 void BM_CorrectDbCurrent(benchmark::State& state) {
