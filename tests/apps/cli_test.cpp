@@ -123,6 +123,72 @@ TEST_F(Cli, ListsNewestFirstWithTiesInKeyOrderAndUndatedLettersLast) {
   EXPECT_EQ(Do({"list", "--folder", "Sent", "--page", "4"}).out, "no letters on page 4 of Sent\n");
 }
 
+// The rows of a JSON list, one text each.
+std::vector<std::string> RowsOf(const std::string& json) {
+  std::vector<std::string> rows;
+  std::istringstream in(json);
+  for (std::string line; std::getline(in, line);) {
+    if (line.rfind(" {", 0) != 0) continue;
+    if (line.back() == ',') line.pop_back();
+    rows.push_back(line);
+  }
+  return rows;
+}
+
+TEST_F(Cli, PagesByTheDateShownAreTheWholeListCutInPages) {
+  // Three days at two hours each (many equal dates), every fifth letter undated; the same
+  // letters in Sent (keys 1..34) and in the Inbox (35..68).
+  std::string box;
+  for (int k = 1; k <= 34; ++k) {
+    box += "From a@b.c Mon Jan  1 00:00:00 2024\nFrom: a@b.c\nTo: d@e.f\nSubject: n" + std::to_string(k) + "\n";
+    if (k % 5 != 0)
+      box += "Date: 0" + std::to_string(k % 3 + 1) + " Mar 2024 1" + std::to_string(k % 2) + ":00:00 +0000\n";
+    box += "\nbody\n\n";
+  }
+  const stdfs::path file = home.path() / "box.mbox";
+  std::ofstream(file, std::ios::binary) << box;
+  ASSERT_EQ(Do({"import", "--folder", "Sent", file.string()}).code, 0);
+  ASSERT_EQ(Do({"import", file.string()}).code, 0);
+  // Letters listed more than once: in two packs, with two projects, or both.
+  ASSERT_EQ(Do({"pack", "create", "A", "--add", "3", "--add", "6", "--add", "12", "--add", "21", "--add", "40"}).code, 0);
+  ASSERT_EQ(Do({"pack", "create", "B", "--add", "6", "--add", "12", "--add", "24", "--add", "40"}).code, 0);
+  for (const char* key : {"4", "12", "17", "32", "40", "44"})
+    for (const char* project : {"Work", "Home"})
+      ASSERT_EQ(Do({"link", "add", key, "--project", project}).code, 0) << key;
+  for (const char* key : {"9", "12", "35", "50"}) ASSERT_EQ(Do({"delete", key}).code, 0) << key;
+
+  size_t cut = 0;  // pages that start with the letter the page before ended with
+  for (const std::vector<std::string>& which :
+       {std::vector<std::string>{"--folder", "Sent"}, {"--folder", "Inbox"}, {"--deleted"}, {"--folder", "Outbox"}}) {
+    const auto list = [&](std::vector<std::string> extra) {
+      std::vector<std::string> args = {"list"};
+      args.insert(args.end(), which.begin(), which.end());
+      args.insert(args.end(), extra.begin(), extra.end());
+      const Outcome r = Do(args);
+      EXPECT_EQ(r.code, 0) << r.err;
+      return r.out;
+    };
+    const std::vector<std::string> all = RowsOf(list({"--json", "--all"}));
+    std::vector<std::string> paged;
+    for (int page = 1;; ++page) {
+      const std::vector<std::string> rows = RowsOf(list({"--json", "--page", std::to_string(page)}));
+      const std::string table = list({"--page", std::to_string(page)});
+      if (rows.empty()) {
+        EXPECT_EQ(table.find("(more"), std::string::npos) << table;
+        break;
+      }
+      if (!paged.empty() && paged.back().substr(0, 12) == rows.front().substr(0, 12)) ++cut;
+      paged.insert(paged.end(), rows.begin(), rows.end());
+      // The hint shows exactly when rows follow.
+      EXPECT_EQ(table.find("(more: --page " + std::to_string(page + 1)) != std::string::npos, paged.size() < all.size())
+          << which[0] << " page " << page << "\n" << table;
+      ASSERT_LT(page, 20);
+    }
+    EXPECT_EQ(paged, all) << which.back();
+  }
+  EXPECT_GT(cut, 0u);  // a letter of several rows was cut by the end of a page
+}
+
 TEST_F(Cli, ParsesEverySampleAsBefore) {
   for (const auto& entry : stdfs::directory_iterator(kSource / "samples")) {
     const std::string name = entry.path().filename().string();

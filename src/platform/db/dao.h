@@ -602,6 +602,17 @@ class Database : public std::enable_shared_from_this<Database> {
   // planner can use them. Returns whether the index was made now. 3265 for an unknown
   // table or field.
   bool EnsureSupportIndex(std::u16string_view table, const std::vector<std::u16string>& fields);
+  // The same kind of index on expressions of a table's columns, written as SQLite reads
+  // them (`columns` is the text between the parentheses); named "rvsx_<table>_<name>".
+  // The planner uses it for a select written with the very same expressions.
+  bool EnsureSupportExpressionIndex(std::u16string_view table, std::string_view name, std::string_view columns);
+  // Runs a select written as SQLite reads it, with `params` bound to ?1, ?2..., and hands
+  // each row's integer columns to `row` until it returns false. For the engine's own
+  // lookups on its support indexes, never for a client's statement.
+  void SupportScan(std::string_view sql, const std::vector<Value>& params,
+                   const std::function<bool(const std::vector<int64_t>&)>& row);
+  // The plan of such a select, as QueryPlan gives it.
+  std::vector<std::string> SupportQueryPlan(std::string_view sql);
   // Drops every index of that kind; the statements give the same rows without them.
   void DropSupportIndexes();
   // How SQLite will run a statement of the dialect: one line per step of its plan

@@ -50,10 +50,12 @@ sql::Statement SelectOf(Connection& c, std::u16string_view source) {
 
 }  // namespace
 
+// An index on expressions names the field, quoted, only in its text.
 void DropSupportIndexesOn(Connection& c, const std::u16string& table, std::u16string_view field) {
   Stmt on(c.db(),
-          "SELECT DISTINCT m.name FROM sqlite_master m, pragma_index_info(m.name) i WHERE m.type='index' AND "
-          "substr(m.name,1,5)='rvsx_' AND m.tbl_name=?1 COLLATE NOCASE AND i.name=?2 COLLATE NOCASE");
+          "SELECT m.name FROM sqlite_master m WHERE m.type='index' AND substr(m.name,1,5)='rvsx_' AND "
+          "m.tbl_name=?1 COLLATE NOCASE AND (EXISTS (SELECT 1 FROM pragma_index_info(m.name) i WHERE "
+          "i.name=?2 COLLATE NOCASE) OR instr(lower(m.sql), lower('\"' || ?2 || '\"')) > 0)");
   BindValue(on.get(), 1, Value(table));
   BindValue(on.get(), 2, Value(std::u16string(field)));
   std::vector<std::string> names;
@@ -90,6 +92,37 @@ bool Database::EnsureSupportIndex(std::u16string_view table, const std::vector<s
   return true;
 }
 
+bool Database::EnsureSupportExpressionIndex(std::u16string_view table, std::string_view name, std::string_view columns) {
+  auto c = connection();
+  c->CheckSchema();
+  const TableMeta* meta = c->Table(table);
+  if (!meta) ThrowDb(dberr::kItemNotFound, u"Item not found in this collection. (" + std::u16string(table) + u")");
+  std::string full = std::string(kPrefix) + ToUtf8(meta->name) + "_" + std::string(name);
+  std::replace_if(full.begin(), full.end(), [](char ch) { return ch == ' ' || ch == '[' || ch == ']'; }, '_');
+  const auto have = SupportIndexNames(*c);
+  if (std::find(have.begin(), have.end(), full) != have.end()) return false;
+  c->Exec("CREATE INDEX IF NOT EXISTS " + sql::QuoteName(FromUtf8(full)) + " ON " + sql::QuoteName(meta->name) + "(" +
+          std::string(columns) + ")");
+  c->SchemaChanged();
+  return true;
+}
+
+void Database::SupportScan(std::string_view sql, const std::vector<Value>& params,
+                           const std::function<bool(const std::vector<int64_t>&)>& row) {
+  auto c = connection();
+  c->CheckSchema();
+  Stmt st(c->db(), std::string(sql));
+  for (size_t i = 0; i < params.size(); ++i) BindValue(st.get(), static_cast<int>(i + 1), params[i]);
+  const int columns = sqlite3_column_count(st.get());
+  std::vector<int64_t> values(static_cast<size_t>(columns));
+  int rc;
+  while ((rc = sqlite3_step(st.get())) == SQLITE_ROW) {
+    for (int i = 0; i < columns; ++i) values[static_cast<size_t>(i)] = sqlite3_column_int64(st.get(), i);
+    if (!row(values)) return;
+  }
+  if (rc != SQLITE_DONE) ThrowSqlite(c->db(), rc);
+}
+
 void Database::DropSupportIndexes() {
   auto c = connection();
   for (const auto& name : SupportIndexNames(*c)) c->Exec("DROP INDEX IF EXISTS " + sql::QuoteName(FromUtf8(name)));
@@ -99,8 +132,13 @@ void Database::DropSupportIndexes() {
 std::vector<std::string> Database::QueryPlan(std::u16string_view source) {
   auto c = connection();
   c->CheckSchema();
-  const sql::Statement st = SelectOf(*c, source);
-  Stmt plan(c->db(), "EXPLAIN QUERY PLAN " + st.sql);
+  return SupportQueryPlan(SelectOf(*c, source).sql);
+}
+
+std::vector<std::string> Database::SupportQueryPlan(std::string_view sql) {
+  auto c = connection();
+  c->CheckSchema();
+  Stmt plan(c->db(), "EXPLAIN QUERY PLAN " + std::string(sql));
   std::vector<std::string> lines;
   int rc;
   while ((rc = sqlite3_step(plan.get())) == SQLITE_ROW)

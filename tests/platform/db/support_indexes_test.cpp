@@ -68,6 +68,28 @@ TEST_F(SupportIndexTest, AFieldItKeysOnCanStillBeDropped) {
   EXPECT_TRUE(db->EnsureSupportIndex(u"Letters", {u"MailFolder", u"DateWrote"}));
 }
 
+TEST_F(SupportIndexTest, AnExpressionIndexIsHiddenUsedAndOutOfTheWayOfItsFields) {
+  for (int i = 0; i < 20; ++i) AddLetter(u"s", u"Inbox", 44000 + i % 4);
+  const std::string walk = "SELECT key FROM Letters WHERE MailFolder = ?1 ORDER BY coalesce(Size, DateReceived) DESC, key";
+  EXPECT_TRUE(db->EnsureSupportExpressionIndex(u"Letters", "ByShown",
+                                               "\"MailFolder\" COLLATE RVTEXT, coalesce(\"Size\", \"DateReceived\") DESC, \"key\""));
+  EXPECT_FALSE(db->EnsureSupportExpressionIndex(u"letters", "ByShown", "\"key\""));
+  EXPECT_EQ(OpenDatabase(path)->TableDefs()(u"Letters")->Indexes().Count(), 1);
+  const Plan plan = db->SupportQueryPlan(walk);
+  EXPECT_TRUE(Mentions(plan, "SEARCH Letters USING INDEX rvsx_Letters_ByShown")) << Lines(plan);
+  EXPECT_FALSE(Mentions(plan, "TEMP B-TREE")) << Lines(plan);
+  std::vector<int64_t> keys;
+  db->SupportScan(walk, {Value(u"INBOX")}, [&](const std::vector<int64_t>& row) {
+    keys.push_back(row[0]);
+    return true;
+  });
+  EXPECT_EQ(keys.size(), 20u);
+  // Its fields can be dropped: the index names them only in its text.
+  db->TableDefs()(u"Letters")->Fields().Delete(u"Size");
+  EXPECT_FALSE(OpenDatabase(path)->TableDefs()(u"Letters")->Fields().Contains(u"Size"));
+  EXPECT_EQ(ErrorOf([&] { db->EnsureSupportExpressionIndex(u"NoSuchTable", "x", "\"N\""); }), dberr::kItemNotFound);
+}
+
 TEST_F(SupportIndexTest, CountQueriesAgreeWithACursorWalk) {
   for (int i = 0; i < 30; ++i) AddLetter(u"s", i % 3 ? u"Inbox" : u"Recycle");
   Exec(u"INSERT INTO Packs (N, Name) VALUES (7, \"P\")");
