@@ -12,17 +12,17 @@
 
 namespace ravelin::workbench {
 
-namespace {
-
-json::value TreeJson(const std::vector<desktop::ProjectNode>& nodes) {
+json::value ProjectTreeJson(const std::vector<desktop::ProjectNode>& nodes) {
   json::array out;
   for (const auto& n : nodes)
     out.push_back(json::object{{"name", JsonText(n.name)},
                                {"project", JsonText(n.project)},
                                {"archive", n.archive},
-                               {"children", TreeJson(n.children)}});
+                               {"children", ProjectTreeJson(n.children)}});
   return out;
 }
+
+namespace {
 
 desktop::Place PlaceOf(const json::object& m) {
   desktop::Place p;
@@ -125,7 +125,7 @@ std::shared_ptr<void> InstallMainPage(WorkbenchServer& server, Ravelin& mail) {
       page.Send(json::object{{"op", "main.init"},
                              {"texts", std::move(texts)},
                              {"folders", std::move(folders)},
-                             {"projects", TreeJson(logic.ProjectTree())},
+                             {"projects", ProjectTreeJson(logic.ProjectTree())},
                              {"packs", std::move(packs)}});
     } else if (op == "main.list") {
       const desktop::Place place = PlaceOf(m);

@@ -12,7 +12,9 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
+#include "desktop/main_page.h"
 #include "workbench/workbench_server.h"
 
 namespace ravelin {
@@ -22,6 +24,9 @@ namespace workbench {
 // Registers the handlers on `server`; `mail` is the façade whose events and stop flag the
 // long operations use. The returned object keeps the façade subscription alive.
 std::shared_ptr<void> InstallMainPage(WorkbenchServer& server, Ravelin& mail);
+
+// A project tree as the page draws it: name, project, side and children of every node.
+json::value ProjectTreeJson(const std::vector<desktop::ProjectNode>& nodes);
 
 }  // namespace workbench
 }  // namespace ravelin

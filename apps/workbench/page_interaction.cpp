@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "desktop/main_page.h"
+#include "workbench/main_ops.h"
 #include "platform/db/dao.h"
 #include "platform/filesystem.h"
 #include "platform/module1.h"
@@ -20,16 +21,6 @@ namespace ravelin::workbench {
 namespace {
 
 constexpr int32_t kPickerRows = 500;  // the letter picker shows the newest letters
-
-json::value TreeJson(const std::vector<desktop::ProjectNode>& nodes) {
-  json::array out;
-  for (const auto& n : nodes)
-    out.push_back(json::object{{"name", JsonText(n.name)},
-                               {"project", JsonText(n.project)},
-                               {"archive", n.archive},
-                               {"children", TreeJson(n.children)}});
-  return out;
-}
 
 std::optional<std::u16string> TextAnswer(const std::optional<json::value>& a) {
   if (!a || !a->is_string()) return std::nullopt;
@@ -153,7 +144,7 @@ std::optional<std::u16string> PageInteraction::ChooseFolder(const std::u16string
   for (auto& n : desktop::MainPage().ProjectTree())
     if (n.archive == InsArcPrj) side.push_back(std::move(n));
   return TextAnswer(AskPage(server_, json::object{
-      {"kind", "FolderChooser"}, {"title", JsonText(title)}, {"root", JsonText(root)}, {"tree", TreeJson(side)}}));
+      {"kind", "FolderChooser"}, {"title", JsonText(title)}, {"root", JsonText(root)}, {"tree", ProjectTreeJson(side)}}));
 }
 
 std::optional<std::u16string> PageInteraction::ChooseFile(bool save, const std::u16string& title,

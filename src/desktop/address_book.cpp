@@ -80,16 +80,6 @@ Value FirstValue(dao::Database& db, const std::u16string& sql, const std::u16str
   return v;
 }
 
-struct Closer {
-  std::shared_ptr<dao::Database> db;
-  ~Closer() {
-    ResumeNext rn;
-    rn([&] {
-      if (db) db->Close();
-    });
-  }
-};
-
 }  // namespace
 
 std::u16string AddressBookPath() {
@@ -138,7 +128,7 @@ std::u16string SqliteAddressBook::DisplayName(dao::Database& book, int32_t Objec
 
 std::optional<std::vector<uint8_t>> SqliteAddressBook::PhotoOf(int32_t PersonalID) {
   auto db = dao::OpenDatabase(DatabaseFile(), false, false, u"Access");
-  Closer c{db};
+  dao::CloseOnExit c{db};
   const Value v = FirstValue(
       *db, u"SELECT Photo FROM Photo WHERE [Personal ID]=" + Num(PersonalID) + u" ORDER BY [Photo ID]", u"Photo");
   if (v.IsNull()) return std::nullopt;
@@ -175,7 +165,7 @@ std::shared_ptr<dao::Database> OpenOrCreateAddressBook(const std::u16string& pat
 ImportCounts ImportCards(const std::u16string& path, const std::vector<vcard::Card>& cards) {
   ImportCounts counts;
   auto db = OpenOrCreateAddressBook(path);
-  Closer c{db};
+  dao::CloseOnExit c{db};
   dao::Engine().BeginTrans();
   try {
     auto persons = db->OpenRecordset(u"Personal", dao::dbOpenDynaset);
@@ -283,7 +273,7 @@ ImportCounts ImportCards(const std::u16string& path, const std::vector<vcard::Ca
 
 std::vector<Entry> ListEntries(const std::u16string& path) {
   auto db = dao::OpenDatabase(path, false, true, u"Access");
-  Closer c{db};
+  dao::CloseOnExit c{db};
   std::vector<Entry> entries;
   auto add = [&](const std::u16string& sql, int32_t kind) {
     auto rs = db->OpenRecordset(sql, dao::dbOpenDynaset);

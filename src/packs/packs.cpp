@@ -35,6 +35,17 @@ bool FindPack(dao::Recordset& rs, int32_t N) {
   return !rs.NoMatch();
 }
 
+// The Packs table positioned on pack N; null, after telling the user under section/key,
+// when there is no such pack.
+std::shared_ptr<dao::Recordset> OpenPackRow(dao::Database& db, int32_t N, const std::u16string& section,
+                                            const std::u16string& key) {
+  auto packs = db.OpenRecordset(u"Packs", dao::dbOpenDynaset);
+  if (FindPack(*packs, N)) return packs;
+  TellNotFound(section, key, N);
+  packs->Close();
+  return nullptr;
+}
+
 // Rows of a statement deleted from the last to the first.
 void DeleteAll(dao::Database& db, const std::u16string& source) {
   auto rs = db.OpenRecordset(source, dao::dbOpenDynaset);
@@ -194,10 +205,8 @@ bool ChangePackProperty(int32_t N, bool* FolderChanged) {
 
 void PackPropertyUpdate(int32_t N, PackPropertyWindow& frm) {
   auto db = OpenDb();
-  auto packs = db->OpenRecordset(u"Packs", dao::dbOpenDynaset);
-  if (!FindPack(*packs, N)) {
-    TellNotFound(u"Ravelin.PackPropertyUpdate", u"msg", N);
-    packs->Close();
+  auto packs = OpenPackRow(*db, N, u"Ravelin.PackPropertyUpdate", u"msg");
+  if (!packs) {
     db->Close();
     return;
   }
@@ -269,10 +278,8 @@ int32_t RereadPacksData2(dao::Recordset& Rs, ListView& Listview1, int32_t ShowDe
 
 int32_t DeletePack2(int32_t Pack_N, std::u16string& rProject, bool& InsArcPrj, int16_t Shift) {
   auto db = OpenDb();
-  auto packs = db->OpenRecordset(u"Packs", dao::dbOpenDynaset);
-  if (!FindPack(*packs, Pack_N)) {
-    TellNotFound(u"Ravelin.DeletePack2", u"msg", Pack_N);
-    packs->Close();
+  auto packs = OpenPackRow(*db, Pack_N, u"Ravelin.DeletePack2", u"msg");
+  if (!packs) {
     db->Close();
     return 0;
   }
@@ -349,12 +356,8 @@ void DeletePackRules(DataCursor& DataRules, int32_t PackNumber) {
 
 void RestorePack2(int32_t PackNumber) {
   auto db = OpenDb();
-  auto packs = db->OpenRecordset(u"Packs", dao::dbOpenDynaset);
-  if (!FindPack(*packs, PackNumber)) {
-    WideMsgBox(module1::GetMUIStringF(u"Ravelin.RestorePack2", u"msg1", u"The pack \u2116%1 was not found in database",
-                                      {Num(PackNumber)}),
-               mb::kCritical);
-    packs->Close();
+  auto packs = OpenPackRow(*db, PackNumber, u"Ravelin.RestorePack2", u"msg1");
+  if (!packs) {
     db->Close();
     return;
   }
@@ -434,10 +437,8 @@ void ReDistrPack(int32_t N) {
     if (links) links->Close();
   }
   DeletePackRules(N);
-  auto packs = db->OpenRecordset(u"Packs", dao::dbOpenDynaset);
-  if (!FindPack(*packs, N)) {
-    TellNotFound(u"Ravelin.ReDistrPack", u"msg", N);
-    packs->Close();
+  auto packs = OpenPackRow(*db, N, u"Ravelin.ReDistrPack", u"msg");
+  if (!packs) {
     db->Close();
     return;
   }

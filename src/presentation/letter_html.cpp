@@ -175,12 +175,7 @@ Document CreateHTMLCore(dao::Recordset& rs, const std::u16string& FolderPath, st
 Document CreateHTMLByMsgNumber(const std::u16string& Message_key, bool Force) {
   Document doc;
   auto db = store::detail::OpenMailDatabase();
-  struct Closer {
-    std::shared_ptr<dao::Database>& db;
-    ~Closer() {
-      if (db) db->Close();
-    }
-  } closer{db};
+  dao::CloseOnExit closer{db};
 
   const int32_t key = static_cast<int32_t>(Val(Message_key));
   auto letter = db->OpenRecordset(u"Select * from Letters WHERE key=" + NumToText(key) + u";", dao::dbOpenDynaset);

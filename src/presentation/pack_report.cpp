@@ -83,12 +83,7 @@ std::u16string GetHTMLPackCore(dao::Recordset& letters, const std::u16string& pT
 
 std::u16string PackReport(int32_t pack, ReportSink* sink, std::u16string* title) {
   auto db = store::detail::OpenMailDatabase();
-  struct Closer {
-    std::shared_ptr<dao::Database>& db;
-    ~Closer() {
-      if (db) db->Close();
-    }
-  } closer{db};
+  dao::CloseOnExit closer{db};
   std::u16string name;
   {
     auto packs = db->OpenRecordset(u"Select * from Packs WHERE N=" + NumToText(pack) + u";", dao::dbOpenDynaset);

@@ -3,6 +3,8 @@
 // only ever see the user's home). Each one is modal in the page and ends with exactly one
 // {"op":"answer","id":N,"value":...}; the server takes a page that goes away as Cancel.
 
+import { el } from './dom.js';
+
 const OK = 1, CANCEL = 2, ABORT = 3, RETRY = 4, IGNORE = 5, YES = 6, NO = 7;
 const BUTTONS = {
   0: [OK], 1: [OK, CANCEL], 2: [ABORT, RETRY, IGNORE], 3: [YES, NO, CANCEL], 4: [YES, NO], 5: [RETRY, CANCEL],
@@ -10,17 +12,6 @@ const BUTTONS = {
 const CAPTION_KEYS = { [OK]: 'OK', [CANCEL]: 'Cancel', [ABORT]: 'Abort', [RETRY]: 'Retry', [IGNORE]: 'Ignore', [YES]: 'Yes', [NO]: 'No' };
 const ICONS = { 16: ['critical', '\u26d4'], 32: ['question', '?'], 48: ['exclamation', '\u26a0'], 64: ['information', '\u2139'] };
 
-const el = (tag, props = {}, ...children) => {
-  const e = document.createElement(tag);
-  for (const [k, v] of Object.entries(props)) {
-    if (k === 'dataset') Object.assign(e.dataset, v);
-    else if (k.startsWith('on')) e.addEventListener(k.slice(2), v);
-    else if (k === 'text') e.textContent = v;
-    else e[k] = v;
-  }
-  for (const c of children) if (c != null) e.append(c);
-  return e;
-};
 
 // The buttons of a message box by its style, its icon and its default button.
 export function msgBoxLayout(style) {

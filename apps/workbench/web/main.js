@@ -4,6 +4,7 @@
 // what the user did. Every text comes from the server (main.init's texts).
 import { base, connect } from './session.js';
 import { install as installDialogs } from './dialogs.js';
+import { el } from './dom.js';
 
 const session = connect();
 installDialogs(session);
@@ -16,17 +17,6 @@ let more = false;
 const selected = new Set();       // keys
 let anchor = null;                // the last row clicked, for Shift ranges
 
-const el = (tag, props = {}, ...children) => {
-  const e = document.createElement(tag);
-  for (const [k, v] of Object.entries(props)) {
-    if (k === 'dataset') Object.assign(e.dataset, v);
-    else if (k.startsWith('on')) e.addEventListener(k.slice(2), v);
-    else if (k === 'text') e.textContent = v;
-    else e[k] = v;
-  }
-  for (const c of children) if (c != null) e.append(c);
-  return e;
-};
 const fill = (text, ...args) => args.reduce((t, a, i) => t.replaceAll(`%${i + 1}`, String(a)), text || '');
 
 // ---- the frame of the page ----

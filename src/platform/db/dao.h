@@ -645,6 +645,21 @@ class Database : public std::enable_shared_from_this<Database> {
   int64_t loadedGeneration_ = -1;
 };
 
+// Closes a database when the scope that opened it ends, whichever way it ends (closing
+// only lets go of the connection, so it cannot fail).
+class CloseOnExit {
+ public:
+  explicit CloseOnExit(std::shared_ptr<Database> db) : db_(std::move(db)) {}
+  ~CloseOnExit() {
+    if (db_) db_->Close();
+  }
+  CloseOnExit(const CloseOnExit&) = delete;
+  CloseOnExit& operator=(const CloseOnExit&) = delete;
+
+ private:
+  std::shared_ptr<Database> db_;
+};
+
 // The engine: opens, creates and compacts files, and holds the transactions.
 class DBEngine {
  public:
