@@ -24,26 +24,13 @@
 #include "store/add_letter.h"
 #include "store/maintenance.h"
 #include "store/record_sources.h"
+#include "../support/bench_home.h"
 
 namespace ravelin {
 namespace {
 
-struct Home {
-  std::filesystem::path dir;
-  Home() {
-    dir = std::filesystem::temp_directory_path() / ("ravelin-bench-presentation-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir / "app");
-    auto host = std::make_shared<DefaultHostCommon>();
-    host->SetHome(FromUtf8(dir.string()));
-    host->SetQuiet(true);
-    SetHostCommon(host);
-    module1::SetAppPath(FromUtf8((dir / "app").string()));
-    store::CorrectDB(module1::GetEmailDbPath());
-  }
-  ~Home() {
-    std::error_code ec;
-    std::filesystem::remove_all(dir, ec);
-  }
+struct Home : bench::BenchHome {
+  Home() : BenchHome("presentation") {}
 };
 Home& TheHome() {
   static Home h;

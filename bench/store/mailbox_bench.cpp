@@ -19,6 +19,7 @@
 #include "store/add_letter.h"
 #include "store/mailbox.h"
 #include "store/maintenance.h"
+#include "../support/bench_home.h"
 
 namespace ravelin {
 namespace {
@@ -64,28 +65,8 @@ const Mailbox& Letters(int n) {
 }
 
 // A home of its own with a new store, removed at the end.
-class Home {
- public:
-  Home() {
-    static int n = 0;
-    path_ = std::filesystem::temp_directory_path() /
-            ("ravelin-bench-mailbox-" + std::to_string(::getpid()) + "-" + std::to_string(n++));
-    std::filesystem::create_directories(path_ / "app");
-    auto host = std::make_shared<DefaultHostCommon>();
-    host->SetHome(FromUtf8(path_.string()));
-    host->SetQuiet(true);
-    SetHostCommon(host);
-    module1::SetAppPath(FromUtf8((path_ / "app").string()));
-    store::CorrectDB(module1::GetEmailDbPath());
-  }
-  ~Home() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::filesystem::path path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
+struct Home : bench::BenchHome {
+  Home() : BenchHome("mailbox") {}
 };
 
 // Batches of kBatch letters per transaction around `store(i)`.
