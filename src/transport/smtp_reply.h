@@ -22,7 +22,6 @@ class ReplyReader {
     buffer_.clear();
     scanned_ = 0;
   }
-  size_t Buffered() const { return buffer_.size(); }
 
  private:
   std::u16string buffer_;

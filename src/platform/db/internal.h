@@ -148,8 +148,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
   // What a recordset worked out about a source text, kept until the schema changes.
   std::unordered_map<std::u16string, std::shared_ptr<const void>>& Plans() { return plans_; }
 
-  int64_t NextSerial() { return ++serial_; }
-
  private:
   void Begin();
   void Commit();
@@ -168,7 +166,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool explicit_ = false;
   bool inTxn_ = false;
   std::vector<int> savepoints_;  // levels of the inner transactions this connection holds
-  int64_t serial_ = 0;
   int64_t generation_ = 0;
   int64_t schemaVersion_ = -1;
 };
